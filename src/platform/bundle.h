@@ -1,0 +1,42 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace quelto::platform {
+
+/// The folder tree that the program is installed in. An ancestor folder named "Contents" makes it an
+/// application folder, with its resources in "Contents/Resources" and its property list
+/// "Contents/Info.plist"; otherwise the program's own folder holds both. Immutable; all calls are
+/// thread-safe.
+class Bundle {
+ public:
+  /// The bundle of an executable, given by its absolute path. The empty path stands for an unknown one: every
+  /// answer is then absent or empty.
+  explicit Bundle(std::string executablePath);
+
+  /// The bundle of the running program. Made on first use, never destroyed.
+  [[nodiscard]] static const Bundle& mainBundle();
+
+  /// The program's path with all symbolic links resolved; absent when the system does not report it.
+  [[nodiscard]] std::optional<std::string> executablePath() const;
+
+  /// The folder of the resources; empty for an unknown executable.
+  [[nodiscard]] const std::string& resourceFolder() const { return resourceFolder_; }
+
+  /// The path of a resource, by its file name; absent when nothing of that name is there.
+  [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name) const;
+
+  /// Where the information dictionary is to be found, and where a module of the given file name is; whether
+  /// anything stands there is not asked. Empty for an unknown executable.
+  [[nodiscard]] const std::string& infoPath() const { return infoPath_; }
+  [[nodiscard]] std::string pathForModule(const std::string& fileName) const;
+
+ private:
+  std::string executablePath_;
+  std::string resourceFolder_;
+  std::string moduleFolder_;
+  std::string infoPath_;
+};
+
+}  // namespace quelto::platform

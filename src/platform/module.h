@@ -1,0 +1,17 @@
+#pragma once
+
+namespace quelto::platform {
+
+/// Opens one of our own modules, found in the bundle, and returns its entry function; null when the module or
+/// something that it needs is not installed. A module stays open until the process ends. Thread-safe.
+[[nodiscard]] void* moduleEntry(const char* fileName, const char* entryName);
+
+/// The service that the module's entry function hands out, which lives as long as the process; null when the
+/// module cannot be opened. The entry function must be declared to return a `Service*`.
+template <typename Service>
+[[nodiscard]] Service* moduleService(const char* fileName, const char* entryName) {
+  void* const entry = moduleEntry(fileName, entryName);
+  return entry != nullptr ? reinterpret_cast<Service* (*)()>(entry)() : nullptr;
+}
+
+}  // namespace quelto::platform

@@ -1,0 +1,151 @@
+#include "platform/terminal_notification.h"
+
+#include <fcntl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+
+#include "platform/terminal_modes_signal.h"
+#include "platform/text.h"
+#include "platform/unique_fd.h"
+
+namespace quelto::platform {
+namespace {
+
+/// How a question ended: with an answer, by the end of the input, or because the terminal has gone.
+enum class Ending { answered, cancelled, lost };
+
+std::string_view withoutBlanks(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r";
+  text.remove_prefix(std::min(text.size(), text.find_first_not_of(blanks)));
+  return text.substr(0, text.find_last_not_of(blanks) + 1);
+}
+
+class TerminalNotification final : public UserNotification {
+ public:
+  TerminalNotification(UniqueFd terminal, std::uint32_t flags, NotificationDictionary dictionary,
+                       TerminalWords words)
+      : terminal_(std::move(terminal)),
+        flags_(flags),
+        dictionary_(std::move(dictionary)),
+        words_(std::move(words)) {}
+
+  [[nodiscard]] std::optional<NotificationResponse> receiveResponse() override {
+    const TerminalModes modes(terminal_.get());
+    // What was typed before the question stood there was not meant for it.
+    ::tcflush(terminal_.get(), TCIFLUSH);
+    for (const auto key : {kCFUserNotificationAlertHeaderKey, kCFUserNotificationAlertMessageKey}) {
+      if (!text(key).empty()) print(text(key) + "\n");
+    }
+    NotificationResponse response{.flags = kCFUserNotificationDefaultResponse, .fieldText = std::nullopt};
+    const bool hasField = !text(kCFUserNotificationTextFieldTitlesKey).empty();
+    const Ending ending = hasField ? askField(response) : askButtons(response);
+    if (ending == Ending::lost) return std::nullopt;
+    if (ending == Ending::cancelled) {
+      print("\n");
+      return NotificationResponse{.flags = kCFUserNotificationCancelResponse, .fieldText = std::nullopt};
+    }
+    return response;
+  }
+
+ private:
+  /// The text of the dictionary, safe to print.
+  [[nodiscard]] std::string text(std::string_view key) const {
+    const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
+    return entry != dictionary_.end() ? terminalText(entry->second) : "";
+  }
+
+  [[nodiscard]] std::string rawText(std::string_view key) const {
+    const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
+    return entry != dictionary_.end() ? entry->second : "";
+  }
+
+  Ending askField(NotificationResponse& response) {
+    const std::string value = rawText(kCFUserNotificationTextFieldValuesKey);
+    std::string question = text(kCFUserNotificationTextFieldTitlesKey) + " ";
+    if (!value.empty()) question.append("[").append(terminalText(value)).append("] ");
+    print(question);
+    std::string line;
+    if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
+    response.fieldText = line.empty() ? value : line;
+    if (text(kCFUserNotificationCheckBoxTitlesKey).empty()) return Ending::answered;
+    return askCheckBox(response);
+  }
+
+  Ending askCheckBox(NotificationResponse& response) {
+    const bool isTicked = (flags_ & firstCheckBoxFlag) != 0;
+    const std::string question = text(kCFUserNotificationCheckBoxTitlesKey) + " " +
+                                 (isTicked ? words_.hintDefaultYes : words_.hint) + " ";
+    bool yes = isTicked;
+    const Ending ending = askYesOrNo(question, isTicked ? std::optional(true) : std::nullopt, yes);
+    if (yes) response.flags |= firstCheckBoxFlag;
+    return ending;
+  }
+
+  Ending askButtons(NotificationResponse& response) {
+    const std::string question = text(kCFUserNotificationDefaultButtonTitleKey) + " / " +
+                                 text(kCFUserNotificationAlternateButtonTitleKey) + " " + words_.hint + " ";
+    bool yes = false;
+    const Ending ending = askYesOrNo(question, std::nullopt, yes);
+    response.flags = yes ? kCFUserNotificationDefaultResponse : kCFUserNotificationAlternateResponse;
+    return ending;
+  }
+
+  /// Asks until there is an answer; an empty line is one only where there is a default.
+  Ending askYesOrNo(const std::string& question, std::optional<bool> byDefault, bool& yes) {
+    for (;;) {
+      print(question);
+      std::string line;
+      if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
+      const std::string answer = lowercased(withoutBlanks(line));
+      const auto isOneOf = [&answer](std::initializer_list<std::string_view> answers) {
+        return std::ranges::find(answers, answer) != answers.end();
+      };
+      if (answer.empty() && byDefault) return yes = *byDefault, Ending::answered;
+      if (isOneOf({"y", "yes", words_.yes})) return yes = true, Ending::answered;
+      if (isOneOf({"n", "no", words_.no})) return yes = false, Ending::answered;
+    }
+  }
+
+  /// One line without its end. The terminal hands out whole lines; a piece without an end was sent off by
+  /// Ctrl-D.
+  Ending readLine(std::string& line) {
+    std::array<char, 4096> buffer;
+    for (;;) {
+      const ssize_t count = ::read(terminal_.get(), buffer.data(), buffer.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count < 0) return Ending::lost;
+      if (count == 0) return Ending::cancelled;
+      line.append(buffer.data(), static_cast<std::size_t>(count));
+      if (line.ends_with('\n')) return line.pop_back(), Ending::answered;
+    }
+  }
+
+  void print(std::string_view text) {
+    while (!text.empty()) {
+      const ssize_t count = ::write(terminal_.get(), text.data(), text.size());
+      if (count < 0 && errno != EINTR) return;  // the read that follows finds out
+      if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
+    }
+  }
+
+  UniqueFd terminal_;
+  std::uint32_t flags_;
+  NotificationDictionary dictionary_;
+  TerminalWords words_;
+};
+
+}  // namespace
+
+std::unique_ptr<UserNotification> openTerminalNotification(std::uint32_t flags,
+                                                           const NotificationDictionary& dictionary,
+                                                           const TerminalWords& words) {
+  UniqueFd terminal(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+  if (!terminal || ::tcgetpgrp(terminal.get()) != ::getpgrp()) return nullptr;
+  return std::make_unique<TerminalNotification>(std::move(terminal), flags, dictionary, words);
+}
+
+}  // namespace quelto::platform
