@@ -1,0 +1,90 @@
+#include "ui/dialogs.h"
+
+#include "platform/text.h"
+#include "platform/user_notification.h"
+#include "ui/error_line.h"
+#include "ui/localized_strings.h"
+#include "ui/text_format.h"
+#include "util/paths.h"
+
+namespace quelto::ui {
+namespace {
+
+constexpr std::uint32_t fieldDialogFlags =
+    platform::kCFUserNotificationPlainAlertLevel | platform::firstCheckBoxFlag;
+static_assert(fieldDialogFlags == 0x103);
+
+/// A format from a table, filled with values from outside: of these, what could break a line or turn the
+/// reading direction is shown as "?", so that a host name cannot pass for a part of the message.
+std::string filled(const std::string& format, const std::vector<std::string>& arguments) {
+  std::vector<std::string> harmless;
+  harmless.reserve(arguments.size());
+  for (const std::string& argument : arguments) harmless.push_back(platform::terminalText(argument));
+  return formatted(format, harmless);
+}
+
+platform::TerminalWords terminalWords() {
+  // Of no dialog's own table: every question on a terminal is answered alike.
+  const auto word = [](const char* key, const char* value) { return localizedString(key, "", value); };
+  return {.yes = word("terminal_yes_letter", "y"),
+          .no = word("terminal_no_letter", "n"),
+          .hintDefaultYes = word("terminal_yes_no_default_yes", "[Y/n]"),
+          .hint = word("terminal_yes_no", "[y/n]")};
+}
+
+platform::NotificationDictionary dictionaryOf(const FieldDialog& dialog) {
+  const auto text = [&dialog](const std::string& name, const std::string& value) {
+    return localizedString(name, dialog.localizedTable, value);
+  };
+  return {
+      {platform::kCFUserNotificationAlertHeaderKey,
+       filled(text(dialog.titleId, dialog.titleDefault), dialog.arguments)},
+      {platform::kCFUserNotificationIconURLKey,
+       util::appendingPathComponent(dialog.resourceUrl, dialog.iconId)},
+      {platform::kCFUserNotificationAlertMessageKey,
+       filled(text(dialog.messageId, dialog.messageDefault), dialog.arguments)},
+      {platform::kCFUserNotificationDefaultButtonTitleKey, text(dialog.buttonOKId, dialog.buttonOKDefault)},
+      {platform::kCFUserNotificationAlternateButtonTitleKey,
+       text(dialog.buttonCancelId, dialog.buttonCancelDefault)},
+      {platform::kCFUserNotificationOtherButtonTitleKey, ""},
+      {platform::kCFUserNotificationTextFieldTitlesKey, text(dialog.fieldTitleId, dialog.fieldTitleDefault)},
+      {platform::kCFUserNotificationCheckBoxTitlesKey,
+       text(dialog.checkRememberId, dialog.checkRememberDefault)},
+      {platform::kCFUserNotificationTextFieldValuesKey, dialog.fieldValue},
+  };
+}
+
+bool isDefaultButton(std::uint32_t flags) {
+  return (flags & platform::responseButtonMask) == platform::kCFUserNotificationDefaultResponse;
+}
+
+}  // namespace
+
+FieldAnswer showFieldDialog(const FieldDialog& dialog) {
+  const auto notification =
+      platform::CFUserNotificationCreate(fieldDialogFlags, dictionaryOf(dialog), terminalWords());
+  if (notification == nullptr) failWith(createDialogFailed, dialog.localizedTable);
+  const auto response = notification->receiveResponse();
+  if (!response) failWith(displayDialogFailed, dialog.localizedTable);
+  if (!isDefaultButton(response->flags)) failWith(canceled, dialog.localizedTable);
+  return {.text = response->fieldText.value_or(""),
+          .remember = (response->flags & platform::firstCheckBoxFlag) != 0};
+}
+
+void showAlertDialog(const AlertDialog& dialog) {
+  const auto text = [&dialog](const std::string& name, const std::string& value) {
+    return localizedString(name, dialog.table, value);
+  };
+  const auto flags = platform::CFUserNotificationDisplayAlert(
+      platform::kCFUserNotificationCautionAlertLevel,
+      {.iconURL = util::appendingPathComponent(dialog.resourceUrl, dialog.iconId),
+       .header = filled(text(dialog.titleId, dialog.titleDefault), dialog.arguments),
+       .message = filled(text(dialog.messageId, dialog.messageDefault), dialog.arguments),
+       .defaultButton = text(dialog.buttonYesId, dialog.buttonYesDefault),
+       .alternateButton = text(dialog.buttonNoId, dialog.buttonNoDefault)},
+      terminalWords());
+  if (!dialog.action) return;
+  dialog.action(flags ? std::optional(isDefaultButton(*flags)) : std::nullopt);
+}
+
+}  // namespace quelto::ui

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// The questions to the person, in a window or on the terminal. Every text is a key and its default, looked
+/// up in the dialog's table; titles and messages are formats filled with `arguments`. The calls block until
+/// the person answers. Main thread only.
+namespace quelto::ui {
+
+/// A text with one field and one check box, which starts ticked.
+struct FieldDialog {
+  /// File name of the icon in `resourceUrl`.
+  std::string iconId;
+  std::string titleId;
+  std::string titleDefault;
+  std::string messageId;
+  std::string messageDefault;
+  std::vector<std::string> arguments;
+  std::string fieldTitleId;
+  std::string fieldTitleDefault;
+  /// What the field holds at first.
+  std::string fieldValue;
+  std::string checkRememberId;
+  std::string checkRememberDefault;
+  std::string buttonOKId;
+  std::string buttonOKDefault;
+  std::string buttonCancelId;
+  std::string buttonCancelDefault;
+  std::string localizedTable;
+  std::string resourceUrl;
+};
+
+struct FieldAnswer {
+  /// As typed; may be empty.
+  std::string text;
+  bool remember;
+};
+
+/// Returns when the person accepts. Everything else ends the process with status 255 and a line on standard
+/// error: E02 when the question could not be put, E03 when no answer came back, C01 when the person
+/// cancelled.
+[[nodiscard]] FieldAnswer showFieldDialog(const FieldDialog& dialog);
+
+/// A question to be answered with yes or no.
+struct AlertDialog {
+  std::string iconId;
+  std::string titleId;
+  std::string titleDefault;
+  std::string messageId;
+  std::string messageDefault;
+  std::vector<std::string> arguments;
+  std::string buttonYesId;
+  std::string buttonYesDefault;
+  std::string buttonNoId;
+  std::string buttonNoDefault;
+  std::string resourceUrl;
+  std::string table;
+  /// Gets true for yes, false for every other ending, absent when the question could not be put. May be
+  /// empty.
+  std::function<void(std::optional<bool>)> action;
+};
+
+void showAlertDialog(const AlertDialog& dialog);
+
+}  // namespace quelto::ui
