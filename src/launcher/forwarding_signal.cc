@@ -1,0 +1,15 @@
+#include "launcher/forwarding_signal.h"
+
+#include "platform/reset_signal.h"
+
+namespace quelto::launcher {
+
+constinit platform::ChildProcess task;
+
+/// Whichever signal it was, ssh gets SIGTERM. Signal-safe.
+void signalReceived(std::int32_t /*signal*/) noexcept {
+  task.terminate();
+  platform::resetSignals(forwardedSignals);
+}
+
+}  // namespace quelto::launcher

@@ -1,0 +1,164 @@
+#include "launcher/server_list.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "launcher/process_values.h"
+#include "platform/files.h"
+#include "platform/text.h"
+#include "platform/user.h"
+#include "util/strings.h"
+
+namespace quelto::launcher {
+namespace {
+
+constexpr std::int64_t defaultPort = 22;
+
+/// Far above any list that a person or a program keeps; a larger one is none, so that no file can eat the
+/// memory.
+constexpr std::size_t maximumListSize = std::size_t{16} << 20;
+constexpr std::size_t maximumRecords = 1'000'000;
+
+constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+
+/// Whether a text without line feeds may hold another line end: a control character, or the lead byte of one
+/// of the three that are not ASCII. Without early return, so that the compiler takes many bytes at once.
+bool mayHoldLineEnd(std::string_view text) {
+  bool found = false;
+  for (const char character : text) {
+    const auto byte = static_cast<unsigned char>(character);
+    found |= (byte <= '\r' && byte != '\t') || byte == 0xC2 || byte == 0xE2;
+  }
+  return found;
+}
+
+/// Calls `take` for each piece between the line ends that are no line feeds.
+template <typename Take>
+void forEachPiece(std::string_view text, Take take) {
+  std::size_t begin = 0;
+  for (std::size_t at = 0; at < text.size();) {
+    const platform::Scalar scalar = platform::scalarAt(text, at);
+    if (util::isNewline(scalar.value)) {
+      take(text.substr(begin, at - begin));
+      begin = at + scalar.length;
+    }
+    at += scalar.length;
+  }
+  take(text.substr(begin));
+}
+
+/// Calls `take` for each line, without its line end.
+template <typename Take>
+void forEachLine(std::string_view text, Take take) {
+  while (!text.empty()) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(text.size(), line.size() + 1));
+    if (mayHoldLineEnd(line)) {
+      forEachPiece(line, take);
+    } else {
+      take(line);
+    }
+  }
+}
+
+/// Cuts the first field off the line; the empty text when there is none left.
+std::string_view takeField(std::string_view& line) {
+  const std::size_t tab = line.find('\t');
+  const std::string_view field = line.substr(0, tab);
+  line.remove_prefix(tab == std::string_view::npos ? line.size() : tab + 1);
+  return field;
+}
+
+/// The text itself or, when it differs, the one that was made of it.
+std::string_view kept(std::string_view text, std::string made, MadeTexts& texts) {
+  return made == text ? text : std::string_view(texts.emplace_back(std::move(made)));
+}
+
+std::string_view joinedByBars(std::string_view fields, MadeTexts& texts) {
+  if (fields.find('\t') == std::string_view::npos) return fields;
+  std::string joined(fields);
+  std::ranges::replace(joined, '\t', '|');
+  return texts.emplace_back(std::move(joined));
+}
+
+std::vector<std::string> wordsOf(std::string_view parameters) {
+  const auto pieces = util::split(parameters, ' ');
+  return {pieces.begin(), pieces.end()};
+}
+
+void fillIn(ProcessValues& values, const SSHServer& server) {
+  if (values.port == 0) values.port = server.port;
+  if (values.username.empty()) values.username = server.username;
+  if (values.identify.empty()) values.identify = server.identify;
+  if (values.sshCommand.empty()) values.sshCommand = server.command;
+  if (values.arguments.empty() && !server.parameters.empty()) values.arguments = wordsOf(server.parameters);
+}
+
+void override_(ProcessValues& values, const SSHServer& server) {
+  if (server.port != 0) values.port = server.port;
+  if (!server.username.empty()) values.username = server.username;
+  if (!server.identify.empty()) values.identify = server.identify;
+  if (!server.command.empty()) values.sshCommand = server.command;
+  if (!server.parameters.empty()) values.arguments = wordsOf(server.parameters);
+}
+
+}  // namespace
+
+std::optional<SSHServer> SSHServer::fromId(std::string_view id, MadeTexts& made) {
+  SSHServer server;
+  const std::string_view host = util::trim(takeField(id));
+  if (host.empty()) return std::nullopt;
+  server.host = kept(host, platform::lowercased(host), made);
+  server.port = util::decimalInteger(takeField(id)).value_or(defaultPort);
+  server.username = util::trim(takeField(id));
+  server.identify = util::trim(takeField(id));
+  server.command = util::trim(takeField(id));
+  server.parameters = joinedByBars(id, made);
+  return server;
+}
+
+ServerList::ServerList(std::string text) : text_(std::make_unique<const std::string>(std::move(text))) {
+  std::string_view rest = *text_;
+  if (!platform::isValidUtf8(rest)) return;
+  // Some editors begin a file with the mark; it belongs to the encoding, not to the text (RFC 3629, section
+  // 6).
+  if (rest.starts_with(byteOrderMark)) rest.remove_prefix(byteOrderMark.size());
+  // Nearly always the number of records; growing step by step would copy all of them several times.
+  const auto lines = static_cast<std::size_t>(std::ranges::count(rest, '\n')) + 1;
+  records_.reserve(std::min(lines, maximumRecords));
+  bool isTooLong = false;
+  forEachLine(rest, [&](std::string_view line) {
+    const auto server = isTooLong ? std::nullopt : SSHServer::fromId(line, made_);
+    isTooLong = isTooLong || (server && records_.size() == maximumRecords);
+    if (server && !isTooLong) records_.push_back(*server);
+  });
+  if (isTooLong) records_.clear();
+}
+
+void loadSSHServers(ProcessValues& values) {
+  values.servers = ServerList();
+  const auto home = platform::homeFolder();
+  if (!home) return;
+  if (auto text = platform::readTrustedFile(*home + "/" + values.settingsFile, maximumListSize)) {
+    values.servers = ServerList(std::move(*text));
+  }
+}
+
+ServerMerge serverMergeOf(const std::optional<std::string>& sshTunnel) {
+  const bool isYes = sshTunnel && platform::lowercased(util::trimWhitespace(*sshTunnel)) == "yes";
+  return isYes ? ServerMerge::fillIn : ServerMerge::override_;
+}
+
+void mergeServers(ProcessValues& values, ServerMerge merge) {
+  const std::string host = platform::lowercased(values._host);
+  for (const SSHServer& server : values.servers) {
+    if (!platform::isCanonicallyEqual(server.host, host)) continue;
+    if (merge == ServerMerge::fillIn) {
+      fillIn(values, server);
+    } else {
+      override_(values, server);
+    }
+  }
+}
+
+}  // namespace quelto::launcher
