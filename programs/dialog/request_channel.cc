@@ -1,0 +1,66 @@
+#include "programs/dialog/request_channel.h"
+
+#include <glibmm/main.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "platform/dialog_protocol.h"
+
+namespace quelto::dialog {
+namespace {
+
+namespace protocol = platform::dialog;
+
+void send(platform::PropertyListDictionary answer, std::string_view state) {
+  answer.insert_or_assign(std::string(protocol::stateKey), std::string(state));
+  const std::string frame = protocol::frameOf(answer);
+  for (std::string_view rest = frame; !rest.empty();) {
+    const ssize_t count = ::write(protocol::answerDescriptor, rest.data(), rest.size());
+    if (count < 0 && errno != EINTR) return;  // the tool has gone, and so will this program
+    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
+  }
+}
+
+}  // namespace
+
+std::optional<platform::PropertyListDictionary> RequestChannel::receive() {
+  protocol::FrameReader reader;
+  std::array<char, 4096> buffer;
+  for (;;) {
+    if (auto request = reader.next()) return request;
+    const ssize_t count = ::read(protocol::requestDescriptor, buffer.data(), buffer.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0 || reader.isBroken()) return std::nullopt;
+    reader.append({buffer.data(), static_cast<std::size_t>(count)});
+  }
+}
+
+bool RequestChannel::hasToolGone() {
+  pollfd request{.fd = protocol::requestDescriptor, .events = 0, .revents = 0};
+  return ::poll(&request, 1, 0) > 0;
+}
+
+void RequestChannel::whenToolHasGone(const sigc::slot<void()>& slot) {
+  Glib::signal_io().connect(
+      [slot](Glib::IOCondition) {
+        slot();
+        return false;
+      },
+      protocol::requestDescriptor,
+      Glib::IOCondition::IO_HUP | Glib::IOCondition::IO_ERR | Glib::IOCondition::IO_IN);
+}
+
+void RequestChannel::sendUnavailable() { send({}, protocol::unavailable); }
+
+void RequestChannel::sendShown() { send({}, protocol::shown); }
+
+void RequestChannel::sendAnswer(std::uint32_t flags, const std::optional<std::string>& fieldText) {
+  platform::PropertyListDictionary answer{{std::string(protocol::flagsKey), std::uint64_t{flags}}};
+  if (fieldText) answer.insert_or_assign(std::string(protocol::fieldTextKey), *fieldText);
+  send(std::move(answer), protocol::answered);
+}
+
+}  // namespace quelto::dialog
