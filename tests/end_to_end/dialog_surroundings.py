@@ -1,0 +1,183 @@
+"""What the tests of the dialogs stand on: a display of their own with real keys, the window as assistive technology
+sees it, and a real terminal. QUELTO_DIALOG_DRIVER names the program that puts the questions."""
+
+import contextlib
+import ctypes
+import fcntl
+import os
+import pty
+import select
+import signal
+import subprocess
+import tempfile
+import termios
+import time
+
+from surroundings import LIMIT, EndToEndTest, readUntil
+
+DRIVER = os.path.abspath(os.environ["QUELTO_DIALOG_DRIVER"])
+CONTENTS = os.path.dirname(os.path.dirname(DRIVER))
+
+HOST = "host.example"
+E02 = b"queltoSSH(E02): Failed to create username dialog.\n"
+E03 = b"queltoSSH(E03): Failed to display username dialog.\n"
+C01 = b"queltoSSH(C01): Canceled.\n"
+
+# Leads the session of a terminal, as a login shell would, so that the terminal outlives the question. Tells the status
+# and then what is left on standard input.
+LEADER = 'trap : HUP INT QUIT TERM\n%s\necho "status $?"\nexec cat'
+# What the caller has for ssh, and the dialogs must not take.
+WAITING = b"from svn\n"
+
+# Whoever loses its parent becomes a child of this process, so that each test can tell what it has left running.
+PR_SET_CHILD_SUBREAPER = 36
+ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
+
+
+def waitUntil(condition):
+    """Polls until the condition holds, and returns what it gave."""
+    deadline = time.monotonic() + LIMIT
+    while not (result := condition()):
+        if time.monotonic() > deadline:
+            raise TimeoutError("the condition has not come true")
+        time.sleep(0.01)
+    return result
+
+
+def childrenOf(pid):
+    try:
+        with open(f"/proc/{pid}/task/{pid}/children") as file:
+            return {int(child) for child in file.read().split()}
+    except (FileNotFoundError, ProcessLookupError):
+        return set()
+
+
+def hasEnded(pid):
+    """Waits until the process, which need not be our child, has ended; False when it does not."""
+    try:
+        descriptor = os.pidfd_open(pid)
+    except ProcessLookupError:
+        return True
+    with open(descriptor) as process:
+        return bool(select.select([process], [], [], LIMIT)[0])
+
+
+def reapOthersThan(known):
+    """Waits until every other child of ours has ended; what is still running fails the test."""
+    for pid in childrenOf(os.getpid()) - known:
+        if not hasEnded(pid):
+            raise AssertionError("something is still running")
+        os.waitpid(pid, 0)
+
+
+def startService(*words, **options):
+    """Starts a server that ends with us at the latest and writes its address to the descriptor that replaces the word
+    FD; returns it and the address."""
+    reader, writer = os.pipe()
+    process = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *(word.replace("FD", str(writer)) for word in words)],
+                               pass_fds=[writer], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL, **options)
+    os.close(writer)
+    with open(reader, "rb", buffering=0) as stream:
+        return process, readUntil(stream, b"\n").decode().strip()
+
+
+def endService(process):
+    process.send_signal(signal.SIGCONT)
+    process.terminate()
+    process.wait(LIMIT)
+
+
+class DialogTest(EndToEndTest):
+    """The environment has neither display nor terminal; a test adds what it needs."""
+
+    def setUp(self):
+        super().setUp()
+        self.addCleanup(reapOthersThan, childrenOf(os.getpid()))
+        self.environment.update(LANG="C.UTF-8", GSETTINGS_BACKEND="memory")
+
+    def addDisplay(self):
+        """Starts an X server without a window manager and returns it."""
+        screen = tempfile.mkdtemp(dir=self.folder)
+        server, number = startService("Xvfb", "-displayfd", "FD", "-screen", "0", "800x600x24", "-fbdir", screen,
+                                      "-nocursor", "-nolisten", "tcp", "-noreset")
+        self.addCleanup(endService, server)
+        self.screen = screen + "/Xvfb_screen0"
+        self.environment.update(DISPLAY=":" + number, GTK_A11Y="none")
+        return server
+
+    def xdotool(self, *words):
+        return subprocess.run(["xdotool", *words], env=self.environment, stdout=subprocess.PIPE,
+                              stderr=subprocess.DEVNULL, timeout=LIMIT)
+
+    def askInWindow(self, *words, program=DRIVER, focus="getwindowfocus", **options):
+        """Starts the driver and waits until its window stands. `focus`: how to find the window that gets the keys."""
+        process = self.start(*words, program=program, **options)
+        self.waitForWindow(process, focus)
+        return process
+
+    def waitForWindow(self, process, focus="getwindowfocus"):
+        """Waits until the window gets the keys, is drawn, and its program has nothing more to do."""
+        def stands():
+            program = self.windowProgram(process)
+            if self.xdotool(focus, "getwindowpid").stdout != b"%d\n" % program:
+                return False
+            with open(self.screen, "rb") as pixels:
+                pixels.seek(-800 * 600 * 4, os.SEEK_END)
+                isDrawn = len(set(pixels.read())) > 2  # the screen and a window not yet drawn are black
+            with open(f"/proc/{program}/stat") as file:
+                return isDrawn and file.read().split()[2] == "S"
+        waitUntil(stands)
+
+    def press(self, *keys):
+        """Each a key's name, or a text to be typed behind a colon. Slowly, for letters beyond ASCII get lost
+        otherwise."""
+        for key in keys:
+            words = ["type", "--delay", "60", key[1:]] if key.startswith(":") else ["key", key]
+            self.assertEqual(self.xdotool(*words).returncode, 0)
+
+    def windowProgram(self, process):
+        """The id of the program that draws the window of a started tool."""
+        def find():
+            self.assertIsNone(process.poll(), "no window")
+            for pid in childrenOf(process.pid):
+                with contextlib.suppress(FileNotFoundError, ProcessLookupError), open(f"/proc/{pid}/comm") as file:
+                    if file.read() == "quelto-dialog\n":
+                        return pid
+            return None
+        return waitUntil(find)
+
+    def descriptors(self, pid):
+        """What a process has open: its descriptors and their targets."""
+        folder = f"/proc/{pid}/fd/"
+        links = {}
+        for name in os.listdir(folder):
+            with contextlib.suppress(FileNotFoundError):
+                links[int(name)] = os.readlink(folder + name)
+        return links
+
+    def assertEnds(self, process, stdout=b"", stderr=b"", status=0, limit=LIMIT):
+        result = process.communicate(timeout=limit)
+        self.assertEqual((process.returncode, *result), (status, stdout, stderr))
+
+    def openTerminal(self):
+        """Our end of a new terminal, and the other."""
+        master, slave = pty.openpty()
+        terminal = os.fdopen(master, "r+b", buffering=0)
+        self.addCleanup(os.close, slave)
+        self.addCleanup(terminal.close)
+        return terminal, slave
+
+    def askOnTerminal(self, slave, *words, program=DRIVER, script='"$@"', **options):
+        """Starts the driver in front of the terminal, its three streams being pipes."""
+        process = self.start("-c", LEADER % script, "sh", program, *words, program="/bin/sh",
+                             prepare=lambda: fcntl.ioctl(slave, termios.TIOCSCTTY, 0), **options)
+        process.stdin.write(WAITING)
+        return process
+
+    def assertEndsOnTerminal(self, process, stdout=b"", stderr=b"", status=0, whenEnded=lambda: None):
+        """Also that nothing was read from the standard input. `whenEnded` runs while the session still lives."""
+        told = readUntil(process.stdout, b"status ")
+        whenEnded()
+        rest, errors = process.communicate(timeout=LIMIT)
+        self.assertEqual((told + rest, errors), (stdout + b"status %d\n" % status + WAITING, stderr))

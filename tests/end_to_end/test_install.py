@@ -1,0 +1,25 @@
+"""The installed tree is complete by itself, wherever it is put."""
+
+import os
+import subprocess
+
+from surroundings import LIMIT, EndToEndTest
+
+
+class Install(EndToEndTest):
+    def testInstalledTreeServesATunnel(self):
+        prefix = self.path("any where")
+        subprocess.run(["cmake", "--install", os.environ["QUELTO_BUILD"], "--prefix", prefix], check=True,
+                       timeout=LIMIT, stdout=subprocess.DEVNULL)
+        tool = prefix + "/bin/queltoSSH"
+        self.assertTrue(os.path.islink(tool))
+        self.assertIn(b"queltoSSH, 2.4.3.", self.runTool(program=tool).stdout)
+        # A name that is not ASCII is compared by a module; a text comes from a table.
+        self.writeList("B\u00DCCHER\t7\n")
+        result = self.runTool("alice@bu\u0308cher", program=tool)
+        self.assertEqual(result.record["arguments"][:4], ["-l", "alice", "-p", "7"])
+        german = self.runTool("host", program=tool, change={"AUTH_KEYCHAIN": None, "AUTH_LANGUAGE": "de"})
+        self.assertEqual(german.stderr.decode(), "queltoSSH(E01): Ung\u00FCltige Umgebung.\n")
+        contents = prefix + "/lib/quelto/Contents"
+        for name in ("Info.plist", "Resources/quelto-dialog", "Resources/prompt@2x.png", "Resources/warning.png"):
+            self.assertTrue(os.path.exists(f"{contents}/{name}"), name)

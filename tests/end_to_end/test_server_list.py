@@ -1,0 +1,87 @@
+"""Which list of servers is read at all, and how its records and the command line together make ssh's arguments."""
+
+import os
+import pwd
+import shutil
+import sys
+
+from surroundings import EndToEndTest
+
+RECORD = "host\t2222\tlisted\t/listed/key\t\t-o Listed=yes"
+READ = ["-l", "alice", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "alice@host", "svnserve"]
+NOT_READ = ["-l", "alice", "alice@host", "svnserve"]
+
+
+class Files(EndToEndTest):
+    def makeSparse(self):
+        self.writeList(RECORD + "\n")
+        os.truncate(self.list, (16 << 20) + 1)
+
+    def makeLink(self):
+        self.writeList(RECORD)
+        os.rename(self.list, self.path("elsewhere"))
+        os.symlink(self.path("elsewhere"), self.list)
+
+    def giveAway(self):
+        self.writeList(RECORD)
+        os.chown(self.list, pwd.getpwnam("nobody").pw_uid, -1)
+
+    def testWhatIsRead(self):
+        rows = [("a list", lambda: self.writeList(f"other\t1\n{RECORD}\n"), READ),
+                ("no final line end", lambda: self.writeList(RECORD), READ),
+                ("CR LF", lambda: self.writeList(f"other\t1\r\n{RECORD}\r\n"), READ),
+                ("a link to a list", self.makeLink, READ),
+                ("writable by the group", lambda: self.writeList(RECORD, mode=0o660), READ),
+                ("missing", lambda: None, NOT_READ),
+                ("a folder", lambda: os.mkdir(self.list), NOT_READ),
+                ("a FIFO that nobody writes to", lambda: os.mkfifo(self.list), NOT_READ),
+                ("not UTF-8", lambda: self.writeList(RECORD.encode() + b"\n\xff\n"), NOT_READ),
+                ("a byte above 16 MiB", self.makeSparse, NOT_READ),
+                ("millions of lines", lambda: self.writeList(RECORD + "\n" + "a\n" * (7 << 20)), NOT_READ),
+                ("writable by everyone", lambda: self.writeList(RECORD, mode=0o602), NOT_READ)]
+        if os.geteuid() == 0:
+            rows.append(("another user's", self.giveAway, NOT_READ))
+        else:
+            print("Not run as root: a list that belongs to another user is not tried.", file=sys.stderr)
+            rows.append(("not readable", lambda: self.writeList(RECORD, mode=0o200), NOT_READ))
+        for name, make, expected in rows:
+            with self.subTest(name):
+                shutil.rmtree(os.path.dirname(self.list))
+                os.mkdir(os.path.dirname(self.list))
+                make()
+                result = self.runTool("alice@host", "svnserve")
+                self.assertEqual((result.status, result.record["arguments"]), (0, expected))
+
+
+class Merge(EndToEndTest):
+    def testArgumentsOfSsh(self):
+        full = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "host", "svnserve", "-t"]
+        listed = ["-l", "listed", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "listed@host",
+                  "svnserve", "-t"]
+        own = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "cli@host", "svnserve", "-t"]
+        for name, records, tunnel, words, expected in (
+                ("the list overrides", RECORD, None, full, listed),
+                ("the list only fills in", RECORD, " YES ", full, own),
+                ("nothing to override", RECORD, None, ["host", "svnserve", "-t"], listed),
+                ("everything to fill in", RECORD, "yes", ["host", "svnserve", "-t"], listed),
+                ("the destination wins over the list", RECORD, None, ["-l", "cli", "me@host:99"],
+                 ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]),
+                ("the destination wins over the command line", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"],
+                 ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]),
+                ("a record without a port names 22", "host\t\tlisted", None, ["-p", "1", "host"],
+                 ["-l", "listed", "-p", "22", "listed@host"])):
+            with self.subTest(name):
+                self.writeList(records)
+                result = self.runTool(*words, change={"SSH_TUNNEL": tunnel})
+                self.assertEqual((result.status, result.record["arguments"]), (0, expected))
+
+    def testProgramOfTheRecord(self):
+        other = self.program("other", "echo other")
+        self.writeList(f"host\t22\tlisted\t\t{other}\n")
+        for name, change, output in (("overrides what was found", {}, b"other\n"),
+                                     ("fills in nothing, since one was found", {"SSH_TUNNEL": "yes"}, b""),
+                                     ("gives way to the environment", {"SSH_ORIGINAL": self.ssh}, b"")):
+            with self.subTest(name):
+                result = self.runTool("host", change=change)
+                self.assertEqual((result.status, result.stdout), (0, output))
+                self.assertEqual(result.record is None, output != b"")

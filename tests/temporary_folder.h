@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace quelto::test {
+
+/// A folder of its own for one test, removed with everything in it.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "quelto-test-XXXXXX").string();
+    path_ = mkdtemp(pattern.data());
+  }
+  ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+  [[nodiscard]] std::string path(const std::string& name = "") const {
+    return path_ + (name.empty() ? "" : "/" + name);
+  }
+
+  std::string write(const std::string& name, const std::string& content) const {
+    std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
+    std::ofstream(path(name), std::ios::binary) << content;
+    return path(name);
+  }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace quelto::test

@@ -1,0 +1,35 @@
+#include "ui/text_format.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+
+namespace quelto::ui {
+namespace {
+
+TEST(Formatted, FillsPlaceholdersAndNeverFails) {
+  const std::array<std::string, 2> arguments{"one", "%2$@"};
+  struct Row {
+    std::string_view format;
+    std::string_view text;
+  };
+  const Row rows[] = {
+      {"plain", "plain"},
+      {"", ""},
+      {"%@ and %@", "one and %2$@"},
+      {"%2$@-%1$@-%1$@", "%2$@-one-one"},
+      {"%1$@ %@ %2$@ %@ %@.", "one one %2$@ %2$@ ."},
+      {"100 %% %%@", "100 % %@"},
+      {"%", "%"},
+      {"50%", "50%"},
+      {"%d %1$d %$@ %1 %1$", "%d %1$d %$@ %1 %1$"},
+      {"[%0$@][%3$@][%99999999999999999999999$@]", "[][][]"},
+      {"%-1$@ %+1$@", "%-1$@ %+1$@"},
+      {"\xFF%@\xC3", "\xFFone\xC3"},
+  };
+  for (const Row& row : rows) EXPECT_EQ(formatted(row.format, arguments), row.text) << row.format;
+  EXPECT_EQ(formatted("%@%1$@", {}), "");
+}
+
+}  // namespace
+}  // namespace quelto::ui

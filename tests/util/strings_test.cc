@@ -1,0 +1,119 @@
+#include "util/strings.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace quelto::util {
+namespace {
+
+// "e" and a combining acute accent, and the same character in one scalar.
+constexpr std::string_view decomposed = "e\u0301";
+constexpr std::string_view composed = "\u00E9";
+constexpr std::string_view family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
+constexpr auto smallest = std::numeric_limits<std::int64_t>::min();
+constexpr auto largest = std::numeric_limits<std::int64_t>::max();
+
+TEST(Substr, ToAnIncludedPosition) {
+  struct Row {
+    std::string text;
+    CharactersTo range;
+    std::string_view result;
+  };
+  const std::string accents = "a" + std::string(decomposed) + "b" + std::string(family) + "c";
+  const Row rows[] = {
+      {"abcdef", {1, 3}, "bcd"},
+      {"abcdef", {-2, -1}, "ef"},
+      {"abcdef", {-10, 2}, "abc"},
+      {"abcdef", {0, -7}, ""},
+      {"abcdef", {0, -6}, "a"},
+      {"abcdef", {6, 9}, ""},
+      {"abcdef", {4, 2}, ""},
+      {"abcdef", {2, 100}, "cdef"},
+      {"abcdef", {smallest, largest}, "abcdef"},
+      {"abcdef", {largest, smallest}, ""},
+      {"", {0, 0}, ""},
+      {"a  b  ", {1, -1, true}, "b"},
+      {"a\r\nb", {1, 1}, "\r\n"},
+      {"a\r\nb", {2, -1}, "b"},
+      {"a\n\rb", {2, 2}, "\r"},
+      {accents, {1, 1}, decomposed},
+      {accents, {3, 3}, family},
+      {accents, {-1, -1}, "c"},
+      {"x\xFFy\xC3", {1, 2}, "\xFFy"},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(substr(row.text, row.range), row.result)
+        << row.text << " " << row.range.from << " " << row.range.to;
+  }
+}
+
+TEST(Substr, ByCount) {
+  struct Row {
+    std::string_view text;
+    CharacterCount range;
+    std::string_view result;
+  };
+  const Row rows[] = {
+      {"abcdef", {4, 10}, "ef"},      {"abcdef", {-3, 2}, "de"},
+      {"abcdef", {0, 0}, ""},         {"abcdef", {-9, 2}, "ab"},
+      {"abcdef", {6, 1}, ""},         {"abcdef", {2, largest}, "cdef"},
+      {"abcdef", {smallest, 1}, "a"}, {"abcdef", {0, smallest}, ""},
+      {" a b ", {0, 4, true}, "a b"}, {"a\u00E9\r\nb", {1, 2}, "\u00E9\r\n"},
+  };
+  for (const Row& row : rows)
+    EXPECT_EQ(substr(row.text, row.range), row.result) << row.text << row.range.from;
+}
+
+TEST(Trim, StripsScalarsFromBothEnds) {
+  EXPECT_EQ(trim("  a b \n"), "a b");
+  EXPECT_EQ(trim("\u3000\u00A0\u2003\v\u0085\u2028a\u2029\f\r\n"), "a");
+  EXPECT_EQ(trim("\u200Ba\uFEFF"), "\u200Ba\uFEFF") << "zero width is no whitespace";
+  EXPECT_EQ(trim(" \xFF \xE2\x80 "), "\xFF \xE2\x80") << "a part of a separator's bytes is no separator";
+  EXPECT_EQ(trim(" \n\t "), "");
+  EXPECT_EQ(trim("##a#", {"#"}), "a");
+  EXPECT_EQ(trim(" #a# ", {"#"}), " #a# ");
+  EXPECT_EQ(trim("\u0301ae\u0301", {decomposed}), "a") << "a character given stands for each of its scalars";
+  EXPECT_EQ(trimWhitespace(" \t\u00A0yes \n"), "yes \n");
+}
+
+TEST(Ltrim, StripsWholeCharacters) {
+  EXPECT_EQ(ltrim(" \t x ", {" ", "\t"}), "x ");
+  EXPECT_EQ(ltrim("  x", {}), "  x");
+  EXPECT_EQ(ltrim("   ", {" "}), "");
+  EXPECT_EQ(ltrim("", {" "}), "");
+  EXPECT_EQ(ltrim("\r\n\nx", {"\n"}), "\r\n\nx") << "CR LF is another character than LF";
+  EXPECT_EQ(ltrim("\r\n\nx", {"\r\n", "\n"}), "x");
+  EXPECT_EQ(ltrim(std::string(decomposed) + "e", {composed}), "e") << "canonical equivalence";
+  EXPECT_EQ(ltrim("e\u0301", {"e"}), decomposed);
+}
+
+TEST(DecimalInteger, TakesASignAndDigitsOnly) {
+  struct Row {
+    std::string_view text;
+    std::optional<std::int64_t> number;
+  };
+  const Row rows[] = {
+      {"22", 22},
+      {"+12", 12},
+      {"-5", -5},
+      {"007", 7},
+      {"9223372036854775807", largest},
+      {"-9223372036854775808", smallest},
+      {"9223372036854775808", {}},
+      {"", {}},
+      {"+", {}},
+      {"-", {}},
+      {"+-1", {}},
+      {"-+1", {}},
+      {" 22", {}},
+      {"22 ", {}},
+      {"0x10", {}},
+      {"2_2", {}},
+      {"\u0662", {}},
+  };
+  for (const Row& row : rows) EXPECT_EQ(decimalInteger(row.text), row.number) << row.text;
+}
+
+}  // namespace
+}  // namespace quelto::util
