@@ -1,0 +1,2 @@
+/// What the loader and the C++ library cost before any code of ours runs.
+int main() {}
