@@ -27,16 +27,15 @@ class TextView {
   UText* text_;
 };
 
-/// Null when ICU has no data. Making an iterator costs far more than using it, and one may serve one thread
-/// only.
-icu::BreakIterator* characterIterator() {
-  thread_local std::unique_ptr<icu::BreakIterator> iterator;
-  if (iterator == nullptr) {
+/// Null when ICU has no data. An iterator may serve one thread only, and making one costs far more than
+/// copying it.
+std::unique_ptr<icu::BreakIterator> characterIterator() {
+  // Never destroyed: a worker may still be running when the process leaves.
+  static const icu::BreakIterator* const prototype = [] {
     UErrorCode status = U_ZERO_ERROR;
-    iterator.reset(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
-  }
-  // The analyzer believes that `reset` frees what it was given.
-  return iterator.get();  // NOLINT(clang-analyzer-cplusplus.NewDelete)
+    return icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status);
+  }();
+  return std::unique_ptr<icu::BreakIterator>(prototype != nullptr ? prototype->clone() : nullptr);
 }
 
 icu::StringPiece asPiece(std::string_view text) {
@@ -48,7 +47,7 @@ class IcuService final : public UnicodeService {
   [[nodiscard]] std::vector<std::size_t> characterBoundaries(std::string_view text) const override {
     UErrorCode status = U_ZERO_ERROR;
     const TextView view(text, status);
-    icu::BreakIterator* iterator = characterIterator();
+    const std::unique_ptr<icu::BreakIterator> iterator = characterIterator();
     if (iterator == nullptr || U_FAILURE(status)) return {};
     iterator->setText(view.get(), status);
     std::vector<std::size_t> boundaries;
