@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <string_view>
 
 #include "platform/dialog_protocol.h"
+#include "platform/text.h"
 #include "platform/user_notification.h"
 
 namespace quelto::dialog {
@@ -15,20 +17,24 @@ constexpr int outerMargin = 24;
 /// In characters; longer texts are wrapped.
 constexpr int headerWidth = 38;
 constexpr int messageWidth = 46;
+/// In characters; what is longer is shortened. No text of ours comes near, and the toolkit needs seconds to
+/// break one of 65536 characters into lines.
+constexpr std::size_t longestText = 4096;
+constexpr std::size_t longestTitle = 30;
+constexpr std::size_t longestCheckBoxTitle = 64;
 /// Pixels, so that short titles make no crumbs of the buttons.
 constexpr int buttonWidth = 86;
 
-/// The text, also when it came from somewhere that is not UTF-8: the toolkit takes nothing else.
-Glib::ustring shownText(const std::string& text) { return Glib::ustring(text).make_valid(); }
+/// The text, also when it came from somewhere that is not UTF-8: the toolkit takes nothing else. Shortened in
+/// the middle to the limit, which is in characters.
+Glib::ustring shownText(const std::string& text, std::size_t limit) {
+  Glib::ustring shown = Glib::ustring(text).make_valid();
+  if (shown.size() <= limit) return shown;
+  return shown.substr(0, limit / 2) + "\u2026" + shown.substr(shown.size() - limit / 2);
+}
 
 std::string textOf(const platform::PropertyListDictionary& request, std::string_view key) {
   return platform::textAt(request, key).value_or("");
-}
-
-/// A field is one line; whatever was pasted or set from outside, no line end leaves it.
-std::string withoutLineEnds(std::string text) {
-  std::erase_if(text, [](char byte) { return byte >= '\n' && byte <= '\r'; });
-  return text;
 }
 
 /// The variant for a display with twice the pixels, "prompt@2x.png" for "prompt.png", where there is one.
@@ -38,6 +44,28 @@ std::string iconFor(const std::string& path, int scale) {
       plain.parent_path() / (plain.stem().string() + "@2x" + plain.extension().string());
   std::error_code error;
   return scale > 1 && std::filesystem::exists(large, error) ? large.string() : path;
+}
+
+int naturalSize(const Gtk::Widget& widget, Gtk::Orientation orientation, int forSize) {
+  int minimum = 0;
+  int natural = 0;
+  int baseline = 0;
+  widget.measure(orientation, forSize, minimum, natural, baseline, baseline);
+  return natural;
+}
+
+/// How high the texts may be, in pixels, so that a window with everything else in it fits on any monitor.
+int maximumTextHeight() {
+  int height = std::numeric_limits<int>::max();
+  const auto monitors = Gdk::Display::get_default()->get_monitors();
+  for (guint index = 0; index < monitors->get_n_items(); ++index) {
+    const auto monitor = std::dynamic_pointer_cast<Gdk::Monitor>(monitors->get_object(index));
+    if (!monitor) continue;
+    Gdk::Rectangle area;
+    monitor->get_geometry(area);
+    height = std::min(height, area.get_height());
+  }
+  return height / 2;
 }
 
 void setUpText(Gtk::Label& label, const Glib::ustring& text, int width) {
@@ -93,20 +121,32 @@ void DialogWindow::addIcon(const std::string& path) {
 }
 
 void DialogWindow::addTexts(const std::string& header, const std::string& message) {
-  setUpText(header_, shownText(header), headerWidth);
+  setUpText(header_, shownText(header, longestText), headerWidth);
   header_.add_css_class("title-4");
-  rows_.append(header_);
-  if (message.empty()) return;
-  setUpText(message_, shownText(message), messageWidth);
-  message_.set_width_chars(messageWidth);
-  rows_.append(message_);
+  texts_.append(header_);
+  if (!message.empty()) {
+    setUpText(message_, shownText(message, longestText), messageWidth);
+    message_.set_width_chars(messageWidth);
+    texts_.append(message_);
+  }
+  const int width = naturalSize(texts_, Gtk::Orientation::HORIZONTAL, -1);
+  const int maximumHeight = maximumTextHeight();
+  if (naturalSize(texts_, Gtk::Orientation::VERTICAL, width) <= maximumHeight) return rows_.append(texts_);
+  textScroller_.set_policy(Gtk::PolicyType::NEVER, Gtk::PolicyType::ALWAYS);
+  textScroller_.set_size_request(-1, maximumHeight);
+  // It tells that there is more, and the keys that scroll need a place to go.
+  textScroller_.set_overlay_scrolling(false);
+  textScroller_.set_focusable(true);
+  texts_.set_margin_end(6);
+  textScroller_.set_child(texts_);
+  rows_.append(textScroller_);
 }
 
 void DialogWindow::addField(const std::string& title, const std::string& value) {
   hasField_ = !title.empty();
   if (!hasField_) return;
-  fieldTitle_.set_text(shownText(title));
-  field_.set_text(shownText(withoutLineEnds(value)));
+  fieldTitle_.set_text(shownText(title, longestTitle));
+  field_.set_text(Glib::ustring(platform::singleLineText(value)).make_valid());
   field_.property_truncate_multiline() = true;
   field_.set_activates_default(true);
   field_.set_hexpand(true);
@@ -119,14 +159,14 @@ void DialogWindow::addField(const std::string& title, const std::string& value) 
 
 void DialogWindow::addCheckBox(const std::string& title, bool isTicked) {
   if (title.empty()) return;
-  checkBox_.set_label(shownText(title));
+  checkBox_.set_label(shownText(title, longestCheckBoxTitle));
   checkBox_.set_active(isTicked);
   rows_.append(checkBox_);
 }
 
 void DialogWindow::addButtons(const std::string& defaultTitle, const std::string& alternateTitle) {
-  alternateButton_.set_label(shownText(alternateTitle));
-  defaultButton_.set_label(shownText(defaultTitle));
+  alternateButton_.set_label(shownText(alternateTitle, longestTitle));
+  defaultButton_.set_label(shownText(defaultTitle, longestTitle));
   defaultButton_.add_css_class("suggested-action");
   alternateButton_.signal_clicked().connect(
       [this] { answer(platform::kCFUserNotificationAlternateResponse); });
@@ -189,7 +229,7 @@ void DialogWindow::answer(std::uint32_t button) {
   if (!isShown_ || std::exchange(isAnswered_, true)) return;
   const std::uint32_t tick = checkBox_.get_active() ? platform::firstCheckBoxFlag : 0;
   std::optional<std::string> text;
-  if (hasField_) text = withoutLineEnds(field_.get_text().raw());
+  if (hasField_) text = platform::singleLineText(field_.get_text().raw());
   answered_.emit({.flags = button | tick, .fieldText = text});
 }
 

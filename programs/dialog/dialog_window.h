@@ -42,6 +42,8 @@ class DialogWindow : public Gtk::Window {
   Gtk::Box columns_{Gtk::Orientation::HORIZONTAL, 18};
   Gtk::Box rows_{Gtk::Orientation::VERTICAL, 12};
   Gtk::Image icon_;
+  Gtk::Box texts_{Gtk::Orientation::VERTICAL, 12};
+  Gtk::ScrolledWindow textScroller_;
   Gtk::Label header_;
   Gtk::Label message_;
   Gtk::Box fieldRow_{Gtk::Orientation::HORIZONTAL, 12};

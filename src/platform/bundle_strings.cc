@@ -51,20 +51,31 @@ void appendLanguages(std::vector<std::string>& languages, std::string_view list)
   }
 }
 
+using Pairs = std::span<const std::pair<std::string_view, std::string_view>>;
+
+std::optional<std::string_view> partnerOf(std::string_view name, Pairs pairs) {
+  const auto found = std::ranges::find(pairs, name, &Pairs::value_type::first);
+  return found != pairs.end() ? std::optional(found->second) : std::nullopt;
+}
+
 /// The folder names that serve a language, best first.
 std::vector<std::string> localizationsFor(const std::string& language) {
-  constexpr std::array<std::pair<std::string_view, std::string_view>, 5> scripts{{{"zh_CN", "zh-Hans"},
-                                                                                  {"zh_SG", "zh-Hans"},
-                                                                                  {"zh_TW", "zh-Hant"},
-                                                                                  {"zh_HK", "zh-Hant"},
-                                                                                  {"zh_MO", "zh-Hant"}}};
-  std::string withRegion = language;
-  std::ranges::replace(withRegion, '_', '-');
-  std::vector<std::string> names{withRegion};
-  for (const auto& [name, script] : scripts) {
-    if (name == language) names.emplace_back(script);
-  }
-  names.push_back(withRegion.substr(0, withRegion.find('-')));
+  constexpr std::array<Pairs::value_type, 5> scripts{{{"zh-CN", "zh-Hans"},
+                                                      {"zh-SG", "zh-Hans"},
+                                                      {"zh-TW", "zh-Hant"},
+                                                      {"zh-HK", "zh-Hant"},
+                                                      {"zh-MO", "zh-Hant"}}};
+  // What speakers of the language can read where nothing is nearer.
+  constexpr std::array<Pairs::value_type, 2> relatives{{{"pt", "pt-BR"}, {"zh", "zh-Hans"}}};
+  std::string name = language;
+  std::ranges::replace(name, '_', '-');
+  std::vector<std::string> names{name};
+  if (const auto script = partnerOf(name, scripts)) names.emplace_back(*script);
+  while (name.find('-') != std::string::npos) names.push_back(name.erase(name.rfind('-')));
+  const bool isTraditional =
+      std::ranges::any_of(names, [](const std::string& known) { return known == "zh-Hant"; });
+  const auto relative = partnerOf(name, relatives);
+  if (relative && !isTraditional) names.emplace_back(*relative);
   return names;
 }
 

@@ -51,8 +51,9 @@ class BundleStrings {
 [[nodiscard]] std::vector<std::string> preferredLanguages();
 
 /// The language among the folder's "*.lproj" that fits best: of each wanted language, in order, the one with
-/// its region or script ("pt-BR", "zh-Hans" for zh_CN and zh_SG), then the bare one. Absent when there is
-/// none.
+/// its region or script ("pt-BR", "zh-Hans" for zh_CN and zh_SG), then the bare one, then one that its
+/// speakers can read ("pt-BR" for pt_PT; "zh-Hans" for Chinese that is not in the traditional script). Absent
+/// when there is none.
 [[nodiscard]] std::optional<std::string> bestLocalization(const std::string& resourceFolder,
                                                           std::span<const std::string> languages);
 

@@ -2,37 +2,52 @@
 
 #include <signal.h>
 #include <termios.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <utility>
 
 namespace quelto::platform {
 namespace {
 
-constexpr std::array<int, 4> endingSignals{SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+/// Those whose default action ends the process and that can be handled.
+constexpr std::array endingSignals{SIGHUP,  SIGINT,  SIGQUIT,   SIGILL,  SIGTRAP,   SIGABRT, SIGBUS,  SIGFPE,
+                                   SIGUSR1, SIGSEGV, SIGUSR2,   SIGPIPE, SIGALRM,   SIGTERM, SIGXCPU, SIGXFSZ,
+                                   SIGPROF, SIGPOLL, SIGVTALRM, SIGPWR,  SIGSTKFLT, SIGSYS};
 
-/// The terminal whose modes are changed; -1: none. Set last and cleared first, so that a handler that sees a
-/// terminal also sees its modes.
+/// The keys that a question needs, for a terminal that has them switched off: Ctrl-C, Ctrl-D, backspace and
+/// Ctrl-U.
+constexpr std::array<std::pair<std::size_t, cc_t>, 4> neededKeys{
+    {{VINTR, 0x03}, {VEOF, 0x04}, {VERASE, 0x7F}, {VKILL, 0x15}}};
+
+/// The terminal whose modes are changed; -1: none. Set after its modes were found and cleared after they are
+/// back, so that a signal at any time between the two finds both.
 constinit std::atomic<int> changedTerminal{-1};
 constinit termios modesFound{};
 constinit std::array<struct sigaction, endingSignals.size()> actionsFound{};
 
-/// Signal-safe.
-void restoreModes() noexcept {
-  const int terminal = changedTerminal.exchange(-1);
-  if (terminal != -1) ::tcsetattr(terminal, TCSANOW, &modesFound);
+/// In the background this would stop the process instead. Signal-safe.
+void setModes(int terminal, int when, const termios& modes) noexcept {
+  sigset_t stop;
+  sigset_t before;
+  sigemptyset(&stop);
+  sigaddset(&stop, SIGTTOU);
+  ::pthread_sigmask(SIG_BLOCK, &stop, &before);
+  ::tcsetattr(terminal, when, &modes);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-/// Puts the modes back and lets the signal act as it would have without us: it waits until this handler
-/// returns. Signal-safe.
+/// The signal, raised again, waits until this handler returns. Signal-safe.
 void restoreAndRaise(int signal) noexcept {
   const int saved = errno;
-  restoreModes();
-  for (std::size_t index = 0; index < endingSignals.size(); ++index) {
-    if (endingSignals[index] == signal) ::sigaction(signal, &actionsFound[index], nullptr);
-  }
+  restoreTerminalModes();
+  struct sigaction byDefault {};
+  byDefault.sa_handler = SIG_DFL;
+  ::sigaction(signal, &byDefault, nullptr);
   (void)::raise(signal);
   errno = saved;
 }
@@ -40,21 +55,38 @@ void restoreAndRaise(int signal) noexcept {
 void routeEndingSignals() {
   struct sigaction action {};
   action.sa_handler = restoreAndRaise;
+  // A thread whose stack has overflown may have another one for signals.
+  action.sa_flags = SA_ONSTACK;
+  sigemptyset(&action.sa_mask);
+  for (const int signal : endingSignals) sigaddset(&action.sa_mask, signal);
   for (std::size_t index = 0; index < endingSignals.size(); ++index) {
     ::sigaction(endingSignals[index], nullptr, &actionsFound[index]);
-    if (actionsFound[index].sa_handler != SIG_IGN) ::sigaction(endingSignals[index], &action, nullptr);
+    if (actionsFound[index].sa_handler == SIG_DFL) ::sigaction(endingSignals[index], &action, nullptr);
+  }
+}
+
+void putActionsBack() {
+  for (std::size_t index = 0; index < endingSignals.size(); ++index) {
+    if (actionsFound[index].sa_handler == SIG_DFL) {
+      ::sigaction(endingSignals[index], &actionsFound[index], nullptr);
+    }
   }
 }
 
 termios lineModes(termios modes) {
+  modes.c_iflag &= ~static_cast<tcflag_t>(IGNCR | INLCR | ISTRIP);
   modes.c_iflag |= ICRNL;
-  modes.c_oflag |= OPOST;
+  modes.c_oflag |= OPOST | ONLCR;
   modes.c_lflag |= ICANON | ECHO | ISIG;
+  for (const auto& [key, byDefault] : neededKeys) {
+    if (modes.c_cc[key] == _POSIX_VDISABLE) modes.c_cc[key] = byDefault;
+  }
   return modes;
 }
 
 bool isSame(const termios& one, const termios& other) {
-  return one.c_iflag == other.c_iflag && one.c_oflag == other.c_oflag && one.c_lflag == other.c_lflag;
+  return one.c_iflag == other.c_iflag && one.c_oflag == other.c_oflag && one.c_lflag == other.c_lflag &&
+         std::ranges::equal(one.c_cc, other.c_cc);
 }
 
 }  // namespace
@@ -65,15 +97,21 @@ TerminalModes::TerminalModes(int terminal) {
   if (isSame(wanted, modesFound)) return;
   routeEndingSignals();
   changedTerminal.store(terminal);
-  ::tcsetattr(terminal, TCSADRAIN, &wanted);
+  setModes(terminal, TCSADRAIN, wanted);
 }
 
 TerminalModes::~TerminalModes() {
   if (changedTerminal.load() == -1) return;
-  restoreModes();
-  for (std::size_t index = 0; index < endingSignals.size(); ++index) {
-    ::sigaction(endingSignals[index], &actionsFound[index], nullptr);
-  }
+  restoreTerminalModes();
+  changedTerminal.store(-1);
+  putActionsBack();
+}
+
+void restoreTerminalModes() noexcept {
+  const int saved = errno;
+  const int terminal = changedTerminal.load();
+  if (terminal != -1) setModes(terminal, TCSANOW, modesFound);
+  errno = saved;
 }
 
 }  // namespace quelto::platform

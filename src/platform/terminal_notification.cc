@@ -18,10 +18,25 @@ namespace {
 /// How a question ended: with an answer, by the end of the input, or because the terminal has gone.
 enum class Ending { answered, cancelled, lost };
 
-std::string_view withoutBlanks(std::string_view text) {
+/// A word as answers are compared: without blanks around it, in lower case.
+std::string plainWord(std::string_view text) {
   constexpr std::string_view blanks = " \t\r";
   text.remove_prefix(std::min(text.size(), text.find_first_not_of(blanks)));
-  return text.substr(0, text.find_last_not_of(blanks) + 1);
+  return lowercased(text.substr(0, text.find_last_not_of(blanks) + 1));
+}
+
+bool isOneOf(const std::string& answer, const std::vector<std::string>& words) {
+  return std::ranges::any_of(
+      words, [&answer](const std::string& word) { return isCanonicallyEqual(plainWord(word), answer); });
+}
+
+/// What an answer means, one that is not empty. The built-in words come first: no table can turn a "no" into
+/// a yes, and there is always a way to answer.
+std::optional<bool> meaningOf(const std::string& answer, const TerminalWords& words) {
+  if (answer == "y" || answer == "yes") return true;
+  if (answer == "n" || answer == "no") return false;
+  const bool isYes = isOneOf(answer, words.yes);
+  return isYes != isOneOf(answer, words.no) ? std::optional(isYes) : std::nullopt;
 }
 
 class TerminalNotification final : public UserNotification {
@@ -53,10 +68,7 @@ class TerminalNotification final : public UserNotification {
 
  private:
   /// The text of the dictionary, safe to print.
-  [[nodiscard]] std::string text(std::string_view key) const {
-    const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
-    return entry != dictionary_.end() ? terminalText(entry->second) : "";
-  }
+  [[nodiscard]] std::string text(std::string_view key) const { return terminalText(rawText(key)); }
 
   [[nodiscard]] std::string rawText(std::string_view key) const {
     const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
@@ -70,43 +82,56 @@ class TerminalNotification final : public UserNotification {
     print(question);
     std::string line;
     if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
-    response.fieldText = line.empty() ? value : line;
+    response.fieldText = singleLineText(line.empty() ? value : line);
     if (text(kCFUserNotificationCheckBoxTitlesKey).empty()) return Ending::answered;
     return askCheckBox(response);
   }
 
   Ending askCheckBox(NotificationResponse& response) {
     const bool isTicked = (flags_ & firstCheckBoxFlag) != 0;
-    const std::string question = text(kCFUserNotificationCheckBoxTitlesKey) + " " +
-                                 (isTicked ? words_.hintDefaultYes : words_.hint) + " ";
     bool yes = isTicked;
-    const Ending ending = askYesOrNo(question, isTicked ? std::optional(true) : std::nullopt, yes);
+    const Ending ending = askYesOrNo({.text = text(kCFUserNotificationCheckBoxTitlesKey),
+                                      .hint = isTicked ? words_.hintDefaultYes : words_.hint,
+                                      .words = words_,
+                                      .byDefault = isTicked ? std::optional(true) : std::nullopt},
+                                     yes);
     if (yes) response.flags |= firstCheckBoxFlag;
     return ending;
   }
 
   Ending askButtons(NotificationResponse& response) {
-    const std::string question = text(kCFUserNotificationDefaultButtonTitleKey) + " / " +
-                                 text(kCFUserNotificationAlternateButtonTitleKey) + " " + words_.hint + " ";
+    const std::string defaultTitle = text(kCFUserNotificationDefaultButtonTitleKey);
+    const std::string alternateTitle = text(kCFUserNotificationAlternateButtonTitleKey);
+    TerminalWords words = words_;
+    words.yes.push_back(defaultTitle);
+    words.no.push_back(alternateTitle);
     bool yes = false;
-    const Ending ending = askYesOrNo(question, std::nullopt, yes);
+    const Ending ending = askYesOrNo({.text = defaultTitle + " / " + alternateTitle,
+                                      .hint = words_.hint,
+                                      .words = words,
+                                      .byDefault = std::nullopt},
+                                     yes);
     response.flags = yes ? kCFUserNotificationDefaultResponse : kCFUserNotificationAlternateResponse;
     return ending;
   }
 
-  /// Asks until there is an answer; an empty line is one only where there is a default.
-  Ending askYesOrNo(const std::string& question, std::optional<bool> byDefault, bool& yes) {
+  struct YesOrNo {
+    std::string text;
+    const std::string& hint;
+    const TerminalWords& words;
+    /// The meaning of an empty line; absent where it has none.
+    std::optional<bool> byDefault;
+  };
+
+  /// Asks until there is an answer.
+  Ending askYesOrNo(const YesOrNo& question, bool& yes) {
     for (;;) {
-      print(question);
+      print(question.text + " " + terminalText(question.hint) + " ");
       std::string line;
       if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
-      const std::string answer = lowercased(withoutBlanks(line));
-      const auto isOneOf = [&answer](std::initializer_list<std::string_view> answers) {
-        return std::ranges::find(answers, answer) != answers.end();
-      };
-      if (answer.empty() && byDefault) return yes = *byDefault, Ending::answered;
-      if (isOneOf({"y", "yes", words_.yes})) return yes = true, Ending::answered;
-      if (isOneOf({"n", "no", words_.no})) return yes = false, Ending::answered;
+      const std::string answer = plainWord(line);
+      const auto meaning = answer.empty() ? question.byDefault : meaningOf(answer, question.words);
+      if (meaning) return yes = *meaning, Ending::answered;
     }
   }
 

@@ -75,12 +75,15 @@ std::size_t endOfWellFormed(std::string_view text, std::size_t at) {
   return at;
 }
 
-bool steersTerminal(char32_t scalar) {
+bool isControlOrLineEnd(char32_t scalar) {
   const bool isControl = scalar < 0x20 || (scalar >= 0x7F && scalar < 0xA0);
-  const bool isLineEnd = scalar == 0x2028 || scalar == 0x2029;
+  return isControl || scalar == 0x2028 || scalar == 0x2029;
+}
+
+bool steersTerminal(char32_t scalar) {
   const bool isDirection = scalar == 0x061C || scalar == 0x200E || scalar == 0x200F ||
                            (scalar >= 0x202A && scalar <= 0x202E) || (scalar >= 0x2066 && scalar <= 0x2069);
-  return isControl || isLineEnd || isDirection;
+  return isControlOrLineEnd(scalar) || isDirection;
 }
 
 template <typename Predicate>
@@ -138,6 +141,17 @@ std::string displayableText(std::string_view text) {
 }
 
 std::string terminalText(std::string_view text) { return replaced(text, steersTerminal); }
+
+std::string singleLineText(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t at = 0; at < text.size();) {
+    const Scalar scalar = scalarAt(text, at);
+    if (!isControlOrLineEnd(scalar.value)) result += text.substr(at, scalar.length);
+    at += scalar.length;
+  }
+  return result;
+}
 
 std::string utf8FromUtf16(std::string_view bytes, ByteOrder order) {
   const UnicodeService* service = serviceFor(bytes.size());

@@ -39,6 +39,10 @@ struct Scalar {
 /// direction.
 [[nodiscard]] std::string terminalText(std::string_view text);
 
+/// The text as a field of one line gives it: without control characters and line ends, all else unchanged,
+/// ill-formed parts too.
+[[nodiscard]] std::string singleLineText(std::string_view text);
+
 enum class ByteOrder { littleEndian, bigEndian };
 
 /// The UTF-16 text that the bytes hold. Each half of a pair without the other is U+FFFD, an odd byte at the

@@ -38,9 +38,11 @@ inline constexpr std::uint32_t firstCheckBoxFlag = 0x100;
 
 /// The words that only the terminal needs, in the person's language.
 struct TerminalWords {
-  /// What to type for yes and for no; "y" and "n" always serve too.
-  std::string yes = "y";
-  std::string no = "n";
+  /// What may be typed for yes and for no, in capitals or not; "y", "yes", "n" and "no" have their meaning
+  /// whatever stands here. The titles of a question's two buttons serve too where it has no field. A word
+  /// that is empty, or stands for both, means nothing.
+  std::vector<std::string> yes;
+  std::vector<std::string> no;
   /// Shown behind a question whose answer is yes when nothing is typed, and behind one that must be answered.
   std::string hintDefaultYes = "[Y/n]";
   std::string hint = "[y/n]";

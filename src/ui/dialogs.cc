@@ -26,8 +26,8 @@ std::string filled(const std::string& format, const std::vector<std::string>& ar
 platform::TerminalWords terminalWords() {
   // Of no dialog's own table: every question on a terminal is answered alike.
   const auto word = [](const char* key, const char* value) { return localizedString(key, "", value); };
-  return {.yes = word("terminal_yes_letter", "y"),
-          .no = word("terminal_no_letter", "n"),
+  return {.yes = {word("terminal_yes_letter", "y"), word("button_yes", "Yes")},
+          .no = {word("terminal_no_letter", "n"), word("button_no", "No")},
           .hintDefaultYes = word("terminal_yes_no_default_yes", "[Y/n]"),
           .hint = word("terminal_yes_no", "[y/n]")};
 }

@@ -21,7 +21,7 @@ struct FieldDialog {
   std::vector<std::string> arguments;
   std::string fieldTitleId;
   std::string fieldTitleDefault;
-  /// What the field holds at first.
+  /// What the field holds at first. The field of a window takes 65534 bytes and leaves the rest out.
   std::string fieldValue;
   std::string checkRememberId;
   std::string checkRememberDefault;

@@ -2,13 +2,15 @@
 
 #include "platform/leave.h"
 #include "platform/standard_streams.h"
+#include "platform/text.h"
 #include "ui/localized_strings.h"
 
 namespace quelto::ui {
 
 void failWith(const FatalError& error, const std::string& localizedTable) {
-  const std::string line = "queltoSSH(" + std::string(error.code) +
-                           "): " + localizedString(error.key, localizedTable, error.defaultText) + "\n";
+  const std::string text =
+      platform::terminalText(localizedString(error.key, localizedTable, error.defaultText));
+  const std::string line = "queltoSSH(" + std::string(error.code) + "): " + text + "\n";
   // Nobody is left to tell when standard error cannot be written.
   (void)platform::writeStandardError(line);
   platform::leave(255);

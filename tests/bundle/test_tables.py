@@ -10,6 +10,21 @@ BUNDLE = pathlib.Path(__file__).parents[2] / "bundle"
 RESOURCES = pathlib.Path(os.environ["QUELTO_RESOURCES"])
 LANGUAGES = {"en", "de", "fr", "es", "it", "pt-BR", "ja", "zh-Hans", "ru"}
 TABLES = {"vantorSuiteSSH", "consts", "Localizable"}
+# The keys that programs ask for, some of them outside this tree.
+KEYS = {
+    "vantorSuiteSSH": {
+        "error_invalid_environment", "error_create_dialog", "error_display_dialog", "error_run_ssh", "error_canceled",
+        "title_ssh_username", "message_ssh_username", "field_ssh_username", "remember_ssh_username", "button_ok",
+        "button_cancel", "keychain_ssh_account", "keychain_access_name"},
+    "consts": {"app_title", "ssh_name"},
+    "Localizable": {
+        "keychain_item_prefix", "gen_rsa_key_title", "gen_rsa_key_mesg", "new_rsa_key_title", "new_rsa_key_mesg",
+        "button_yes", "button_no", "rsa_key_label", "keychain_access_name", "terminal_yes_no_default_yes",
+        "terminal_yes_no", "terminal_yes_letter", "terminal_no_letter"}}
+# How the sources give a key and its default.
+DEFAULTS = (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default = "(?P<text>[^"]*)"',
+            r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}',
+            r'(?:localizedString|word)\("(?P<key>\w+)", (?:(?:"\w*"|[\w:.]+), )?"(?P<text>[^"]*)"\)')
 TEXT = r'"((?:[^"\\]|\\["\\n])*)"'
 TOKEN = re.compile(rf"\s+|/\*.*?\*/|{TEXT}\s*=\s*{TEXT}\s*;", re.DOTALL)
 ICONS = {"prompt.png": 64, "prompt@2x.png": 128, "warning.png": 64, "warning@2x.png": 128}
@@ -51,7 +66,7 @@ class Bundle(unittest.TestCase):
                     path = folder / f"{table}.strings"
                     entries, english = parse(path), parse(folders["en"] / path.name)
                     self.assertTrue(path.read_bytes().endswith(b"\n"), "no line end at the end")
-                    self.assertEqual(entries.keys(), english.keys())
+                    self.assertEqual(entries.keys(), KEYS[table])
                     for key, value in entries.items():
                         self.assertTrue(value.strip(), f"{key} is empty")
                         self.assertNotEqual(value, key)
@@ -62,6 +77,16 @@ class Bundle(unittest.TestCase):
                         yes, no = entries["terminal_yes_letter"], entries["terminal_no_letter"]
                         hints = entries["terminal_yes_no_default_yes"], entries["terminal_yes_no"]
                         self.assertEqual(hints, (f"[{yes.upper()}/{no}]", f"[{yes}/{no}]"))
+
+    def testDefaultsAreTheEnglishTexts(self):
+        english = {}
+        for table in TABLES:
+            english.update(parse(BUNDLE / "en.lproj" / f"{table}.strings"))
+        sources = "".join(path.read_text() for path in BUNDLE.parent.glob("src/*/*.[ch]*"))
+        for pattern in DEFAULTS:
+            found = {match["key"]: match["text"] for match in re.finditer(pattern, sources)}
+            self.assertGreater(len(found), 3, pattern)
+            self.assertEqual(found, {key: english.get(key) for key in found})
 
     def testIcons(self):
         for name, size in ICONS.items():

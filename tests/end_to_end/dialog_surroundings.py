@@ -7,6 +7,7 @@ import fcntl
 import os
 import pty
 import select
+import shutil
 import signal
 import subprocess
 import tempfile
@@ -34,9 +35,9 @@ PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
 
 
-def waitUntil(condition):
+def waitUntil(condition, limit=LIMIT):
     """Polls until the condition holds, and returns what it gave."""
-    deadline = time.monotonic() + LIMIT
+    deadline = time.monotonic() + limit
     while not (result := condition()):
         if time.monotonic() > deadline:
             raise TimeoutError("the condition has not come true")
@@ -95,6 +96,25 @@ class DialogTest(EndToEndTest):
         super().setUp()
         self.addCleanup(reapOthersThan, childrenOf(os.getpid()))
         self.environment.update(LANG="C.UTF-8", GSETTINGS_BACKEND="memory")
+        # Some signals would be a sanitizer's matter otherwise.
+        self.environment["ASAN_OPTIONS"] = ":".join([self.environment.get("ASAN_OPTIONS", ""), "handle_segv=0",
+                                                     "handle_sigbus=0", "handle_sigfpe=0"])
+
+    def copiedDriver(self, *without):
+        """A copy of the driver in a bundle of its own, from which some files are left out."""
+        def ignored(folder, names):
+            isTests = folder.endswith("/Tests")
+            return [name for name in names if name in without or isTests and name != os.path.basename(DRIVER)]
+
+        shutil.copytree(CONTENTS, self.path("Contents"), ignore=ignored)
+        return self.path("Contents/Tests/" + os.path.basename(DRIVER))
+
+    def writeTable(self, table, **entries):
+        """A table of the language "xx" in the copied bundle."""
+        folder = self.path("Contents/Resources/xx.lproj")
+        os.makedirs(folder, exist_ok=True)
+        with open(f"{folder}/{table}.strings", "w") as file:
+            file.writelines(f'{key} = "{text}";' for key, text in entries.items())
 
     def addDisplay(self):
         """Starts an X server without a window manager and returns it."""
@@ -122,12 +142,17 @@ class DialogTest(EndToEndTest):
             program = self.windowProgram(process)
             if self.xdotool(focus, "getwindowpid").stdout != b"%d\n" % program:
                 return False
-            with open(self.screen, "rb") as pixels:
-                pixels.seek(-800 * 600 * 4, os.SEEK_END)
-                isDrawn = len(set(pixels.read())) > 2  # the screen and a window not yet drawn are black
+            isDrawn = len(set(self.pixels(0, 0, 800, 600))) > 2  # the screen and a window not yet drawn are black
             with open(f"/proc/{program}/stat") as file:
                 return isDrawn and file.read().split()[2] == "S"
         waitUntil(stands)
+
+    def pixels(self, left, top, width, height):
+        """A part of the screen, four bytes a pixel: blue, green, red and one without meaning."""
+        with open(self.screen, "rb") as file:
+            file.seek(-800 * 600 * 4, os.SEEK_END)
+            screen = file.read()
+        return b"".join(screen[(row * 800 + left) * 4:][:width * 4] for row in range(top, top + height))
 
     def press(self, *keys):
         """Each a key's name, or a text to be typed behind a colon. Slowly, for letters beyond ASCII get lost

@@ -1,5 +1,6 @@
 """The dialogs in a window: with real keys, as assistive technology sees them, and when no window can be had."""
 
+import contextlib
 import os
 import re
 import shutil
@@ -11,7 +12,7 @@ import gi
 
 from dialog_surroundings import (C01, CONTENTS, DRIVER, E02, E03, HOST, DialogTest, childrenOf, endService, hasEnded,
                                  reapOthersThan, startService, waitUntil)
-from surroundings import TOOL, readUntil
+from surroundings import LIMIT, TOOL, readUntil
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402 (its version comes first)
@@ -32,7 +33,6 @@ class Keys(DialogTest):
                 ("a name", "", (":alice", "Return"), "[alice] remember"),
                 ("the value as it stood", "alice", ("Return",), "[alice] remember"),
                 ("the value changed", "alice", ("End", ":2", "Home", ":x", "Return"), "[xalice2] remember"),
-                ("letters beyond ASCII", "", (":jürgen日本", "Return"), "[jürgen日本] remember"),
                 ("nothing", "", ("Return",), "[] remember"),
                 ("blanks, as typed", "", (": a b ", "Return"), "[ a b ] remember"),
                 ("through every control", "", (":bob", "Tab", "space", "Tab", "Tab", "Return"), "[bob] forget"),
@@ -45,6 +45,33 @@ class Keys(DialogTest):
                 process = self.askInWindow("field", HOST, value)
                 self.press(*keys)
                 self.assertEnds(process, answer.encode() + b"\n")
+
+    def testLongTextsFitOnTheScreen(self):
+        self.addDisplay()
+        driver, long, huge = self.copiedDriver(), "h" * 300, "x" * 65534  # the most that a field takes
+        keys = ("title_ssh_username", "message_ssh_username", "field_ssh_username", "remember_ssh_username",
+                "button_ok", "button_cancel")
+        self.writeTable("vantorSuiteSSH", **dict.fromkeys(keys, huge))
+        for name, host, value, language in (("long", long, long, "en"), ("huge", huge, huge, "en"),
+                                            ("words", "word " * 13000, "", "de"), ("texts", huge, huge, "xx")):
+            with self.subTest(name):
+                process = self.askInWindow("field", host, value, program=driver, change={"AUTH_LANGUAGE": language})
+                place = dict(re.findall(r"(\w+)=(\d+)", self.xdotool("getwindowfocus", "getwindowgeometry",
+                                                                     "--shell").stdout.decode()))
+                self.assertLessEqual(int(place["X"]) + int(place["WIDTH"]), 800)
+                self.assertLessEqual(int(place["Y"]) + int(place["HEIGHT"]), 600)
+                self.press("Return")
+                self.assertEnds(process, f"[{value}] remember\n".encode())
+
+    def testPictureTellsTheKind(self):
+        self.addDisplay()
+        for words, colour in (("field", HOST, ""), "blue"), (("alert",), "red"):
+            with self.subTest(words[0]):
+                process = self.askInWindow(*words)
+                area = self.pixels(24, 24, 64, 64)
+                self.assertEqual("blue" if sum(area[0::4]) > sum(area[2::4]) else "red", colour)
+                self.press("Escape")
+                process.wait(LIMIT)
 
     def testFieldIsCancelled(self):
         self.addDisplay()
@@ -133,6 +160,24 @@ class AssistiveTechnology(DialogTest):
                     return parts if [role for role, *_ in parts][-2:] == ["push button"] * 2 else None
         return waitUntil(find)
 
+    def windowAround(self, part):
+        while part.get_role_name() != "frame":
+            part = part.get_parent()
+        return part
+
+    def testLettersBeyondAscii(self):
+        process = self.askInWindow("field", HOST, "")
+        field = self.look(process)[3][2]
+
+        def isTyped():
+            # The keyboard is changed for each of them, and a busy display may take one for another.
+            self.press("ctrl+a", ":jürgen日本")
+            with contextlib.suppress(TimeoutError):
+                return waitUntil(lambda: Atspi.Text.get_text(field, 0, 99) == "jürgen日本", limit=2)
+        waitUntil(isTyped)
+        self.press("Return")
+        self.assertEnds(process, "[jürgen日本] remember\n".encode())
+
     def testLanguages(self):
         for name, language, folder in (("none", "", "en"), ("German", "de", "de"), ("Japanese", "ja", "ja")):
             with self.subTest(name):
@@ -149,6 +194,14 @@ class AssistiveTechnology(DialogTest):
                 field, checkBox = parts[3][2], parts[4][2]
                 self.assertEqual(Atspi.Text.get_text(field, 0, Atspi.Text.get_character_count(field)), "bob")
                 self.assertTrue(checkBox.get_state_set().contains(Atspi.StateType.CHECKED))
+                weights = [int(Atspi.Text.get_default_attributes(part[2])["weight"]) for part in parts[:2]]
+                self.assertEqual(weights, [700, 400])
+                window = self.windowAround(field)
+                self.assertEqual(window.get_name(), "queltoSSH " + text["title_ssh_username"])
+                self.assertEqual([(relation.get_relation_type(), relation.get_target(0).get_name())
+                                  for relation in window.get_relation_set()],
+                                 [(Atspi.RelationType.LABELLED_BY, parts[0][1]),
+                                  (Atspi.RelationType.DESCRIBED_BY, parts[1][1])])
                 self.press("Escape")
                 self.assertEnds(process, status=255,
                                 stderr=f"queltoSSH(C01): {text['error_canceled']}\n".encode())
@@ -156,6 +209,7 @@ class AssistiveTechnology(DialogTest):
     def testMessageIsPlainText(self):
         for name, host, shown in (("markup", "<b>&amp;</b>", "<b>&amp;</b>"), ("broken markup", "<b>&", "<b>&"),
                                   ("underscores", "_a__b", "_a__b"),
+                                  ("line ends and direction", "a\r\nb\u2028c\u202ed\u200f", "a??b?c?d?"),
                                   ("not UTF-8", b"caf\xe9.\xff", "caf\ufffd.\ufffd")):
             with self.subTest(name):
                 process = self.askInWindow("field", host, "")
@@ -166,7 +220,7 @@ class AssistiveTechnology(DialogTest):
     def testTextSetFromOutsideIsOneLine(self):
         process = self.askInWindow("field", HOST, "")
         parts = self.look(process)
-        Atspi.EditableText.set_text_contents(parts[3][2], "al\nice\r\n")
+        Atspi.EditableText.set_text_contents(parts[3][2], "al\nic\t\u2028\x1be\r\n")
         Atspi.Action.do_action(parts[-1][2], 0)
         self.assertEnds(process, b"[alice] remember\n")
 
@@ -218,15 +272,6 @@ class Loss(DialogTest):
 
 
 class WithoutWindow(DialogTest):
-    def driverWithoutWindow(self):
-        """A copy of the bundle in which the program that draws the window is missing."""
-        def ignored(folder, names):
-            return [name for name in names if name == "quelto-dialog"
-                    or folder.endswith("/Tests") and name != os.path.basename(DRIVER)]
-
-        shutil.copytree(CONTENTS, self.path("Contents"), ignore=ignored)
-        return self.path("Contents/Tests/" + os.path.basename(DRIVER))
-
     def testTerminalIsAskedIfThereIsOne(self):
         self.addDisplay()
         there, nowhere = self.environment.pop("DISPLAY"), ":65000"
@@ -235,7 +280,7 @@ class WithoutWindow(DialogTest):
                 ("nobody at the display", DRIVER, {"DISPLAY": nowhere}),
                 ("nobody at the Wayland display", DRIVER,
                  {"WAYLAND_DISPLAY": "nowhere", "XDG_RUNTIME_DIR": self.folder}),
-                ("no program that draws", self.driverWithoutWindow(), {"DISPLAY": there})):
+                ("no program that draws", self.copiedDriver("quelto-dialog"), {"DISPLAY": there})):
             with self.subTest(name):
                 # Well below the time for which a hung display is waited for.
                 failed = self.start("field", HOST, "bob", program=program, change=change)

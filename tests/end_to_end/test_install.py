@@ -23,3 +23,10 @@ class Install(EndToEndTest):
         contents = prefix + "/lib/quelto/Contents"
         for name in ("Info.plist", "Resources/quelto-dialog", "Resources/prompt@2x.png", "Resources/warning.png"):
             self.assertTrue(os.path.exists(f"{contents}/{name}"), name)
+        # The title of the banner comes in the system's language, not in the one asked for.
+        for language in ("de", "fr"):
+            with open(f"{contents}/Resources/{language}.lproj/consts.strings", "w") as file:
+                file.write(f'"ssh_name" = "title in {language}";')
+        for system, title in (("de_AT.UTF-8", b"title in de"), ("nl_NL.UTF-8", b"queltoSSH")):
+            banner = self.runTool(program=tool, change={"LANG": system, "AUTH_LANGUAGE": "fr"}).stdout
+            self.assertTrue(banner.startswith(title + b", 2.4.3."), banner)

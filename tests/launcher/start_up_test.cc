@@ -37,15 +37,6 @@ TEST(StartUp, KnowsWhereItStands) {
   EXPECT_EQ(values.full_version, "2.4.3.7086");
 }
 
-TEST(StartUp, TheTitleFollowsTheSystemsLanguageNotTheOneAskedFor) {
-  ui::globalCustomLanguage.reset();
-  setEnvironment({{"AUTH_LANGUAGE", "de"}});
-  ProcessValues values;
-  startUp(values, Mode::banner);
-  EXPECT_EQ(values.appId, "queltoSSH");
-  EXPECT_EQ(ui::globalCustomLanguage, "de");
-}
-
 TEST(ReadRequest, TakesTheEnvironmentAsItStands) {
   struct Row {
     std::map<std::string, std::string> environment;

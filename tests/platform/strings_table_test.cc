@@ -108,6 +108,10 @@ TEST(BundleStringsTest, ChoosesTheLanguageByTheEnvironment) {
       {{{"LANGUAGE", "de"}, {"LC_ALL", "C"}}, {"en"}, "en"},
       {{{"LANGUAGE", "de"}, {"LANG", "C.UTF-8"}}, {"de", "en"}, "de"},
       {{{"LANGUAGE", "../../etc:zh_TW"}}, {"", "zh_TW", "en"}, "en"},
+      {{{"LANGUAGE", "zh_Hant:zh_Hant_HK"}}, {"zh_Hant", "zh_Hant_HK", "en"}, "en"},
+      {{{"LANG", "zh_Hans_CN.UTF-8"}}, {"zh_Hans_CN"}, "zh-Hans"},
+      {{{"LANG", "zh"}}, {"zh"}, "zh-Hans"},
+      {{{"LANG", "pt_PT.UTF-8"}}, {"pt_PT"}, "pt-BR"},
   };
   for (const Row& row : rows) {
     for (const char* name : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
@@ -117,6 +121,20 @@ TEST(BundleStringsTest, ChoosesTheLanguageByTheEnvironment) {
     EXPECT_EQ(preferredLanguages(), row.languages);
     EXPECT_EQ(bestLocalization(folder.path(), preferredLanguages()), row.folder)
         << testing::PrintToString(row.languages);
+  }
+}
+
+TEST(BundleStringsTest, PrefersTheNearestLanguage) {
+  const test::TemporaryFolder folder;
+  for (const char* name : {"pt", "pt-BR", "zh-Hans", "zh-Hant"})
+    std::filesystem::create_directory(folder.path(name + ".lproj"s));
+  for (const auto& [language, nearest] : {std::pair{"pt_PT", "pt"},
+                                          {"pt_BR", "pt-BR"},
+                                          {"zh_TW", "zh-Hant"},
+                                          {"zh_Hant_HK", "zh-Hant"},
+                                          {"pt_Latn_PT", "pt"},
+                                          {"zh_SG", "zh-Hans"}}) {
+    EXPECT_EQ(bestLocalization(folder.path(), std::vector<std::string>{language}), nearest) << language;
   }
 }
 

@@ -45,6 +45,10 @@ TEST(Text, CountsGraphemeClusters) {
   EXPECT_THAT(characterBoundaries("a\xFF\u00E9"), ElementsAre(0, 1, 2, 4));
 }
 
+TEST(Text, OfOneLineHasNoControlCharacters) {
+  EXPECT_EQ(singleLineText("a\n\tb\x1b\x7f\u009B\u2028 \u00E9\u202E\xFF\xC3"), "ab \u00E9\u202E\xFF\xC3");
+}
+
 TEST(Text, EqualityIsCanonical) {
   EXPECT_TRUE(isCanonicallyEqual("\u00E9", "e\u0301"));
   EXPECT_TRUE(isCanonicallyEqual("\u212A", "K")) << "one side may be ASCII";

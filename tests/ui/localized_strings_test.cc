@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <barrier>
+#include <thread>
+#include <vector>
+
 #include "platform/bundle_strings.h"
 #include "tests/temporary_folder.h"
 
@@ -12,10 +16,11 @@ namespace {
 class LocalizedString : public testing::Test {
  protected:
   LocalizedString() {
-    folder_.write("en.lproj/T.strings", "all = enT; enT = enT; own = own; \"\" = empty;");
+    folder_.write("en.lproj/T.strings", "all = enT; joined = enT; enT = enT; own = own; \"\" = empty;");
     folder_.write("en.lproj/Localizable.strings", "all = enD; enD = enD;");
     folder_.write("de.lproj/T.strings",
-                  "all = deT; deT = deT; own = own; long = \"a \\\n \t\r\n b\\\nc\"; twice = \"a \\\\\n b "
+                  "all = deT; deT = deT; own = own; joined = \"join \\\n ed\"; long = \"a \\\n \t\r\n "
+                  "b\\\nc\"; twice = \"a \\\\\n b "
                   "\\\n\\\n c\";");
     folder_.write("de.lproj/Localizable.strings", "all = deD; deD = deD;");
     folder_.write("fr.lproj/T.strings", "all = frT;");
@@ -84,7 +89,25 @@ TEST_F(LocalizedString, TellsAMissingEntryFromOneThatEqualsItsDefaultOrKey) {
   EXPECT_EQ(text("no", "T", ""), "");
 }
 
+TEST_F(LocalizedString, IsFoundByManyThreadsAtOnce) {
+  constexpr int threadCount = 4;
+  for (int round = 0; round < 20; ++round) {
+    const platform::BundleStrings fresh(folder_.path(), "de");
+    std::barrier start(threadCount);
+    std::vector<std::jthread> threads;
+    for (int number = 0; number < threadCount; ++number) {
+      threads.emplace_back([&] {
+        start.arrive_and_wait();
+        for (const char* name : {"enD", "deT"})
+          EXPECT_EQ(localizedString(fresh, name, "T", "(default)"), name);
+      });
+    }
+  }
+}
+
 TEST_F(LocalizedString, JoinsContinuedLines) {
+  EXPECT_EQ(text("joined", "T", "joined"), "joined")
+      << "the entry itself is no key, so no other table is asked";
   EXPECT_EQ(text("long", "T"), "ab\\\nc");
   EXPECT_EQ(text("twice", "T"), "ab\\\n c");
 }
