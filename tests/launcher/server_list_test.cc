@@ -50,8 +50,8 @@ TEST(ServerList, SplitsLinesAtEveryLineEnd) {
   EXPECT_THAT(hosts("a\na"), ElementsAre("a", "a"));
   std::string long_list;
   for (int line = 0; line <= 1'000'000; ++line) long_list += "a\n";
-  EXPECT_THAT(hosts(long_list), ElementsAre()) << "more records than any list has";
-  EXPECT_EQ(hosts(long_list.substr(2)).size(), 1'000'000U);
+  EXPECT_EQ(ServerList(long_list).size(), 0U) << "more records than any list has";
+  EXPECT_EQ(ServerList(long_list.substr(2)).size(), 1'000'000U);
   EXPECT_THAT(hosts("a\n\xFF\n"), ElementsAre()) << "one wrong byte makes the whole text unreadable";
   EXPECT_THAT(hosts("a\n\xED\xA0\x80\n"), ElementsAre()) << "a surrogate is not UTF-8";
 }
