@@ -91,5 +91,7 @@ function(quelto_test name)
   target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   quelto_inside_bundle(${name})
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+  set(suppressions ${PROJECT_SOURCE_DIR}/tests/thread_sanitizer_suppressions.txt)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES TIMEOUT 120 ENVIRONMENT TSAN_OPTIONS=suppressions=${suppressions})
 endfunction()

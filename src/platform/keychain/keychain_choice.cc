@@ -1,0 +1,130 @@
+#include "platform/keychain/keychain_choice.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/keychain/embedded/embedded_keychain.h"
+#include "platform/keychain/failure.h"
+#include "platform/keychain/item_dictionary.h"
+#include "platform/keychain/private_folder.h"
+#include "platform/keychain/secret_service/secret_service_keychain.h"
+#include "platform/module.h"
+#include "platform/user.h"
+
+namespace quelto::platform::keychain {
+namespace {
+
+enum class Place { secretService, embedded };
+
+constexpr const char* recordName = "keychain-place";
+constexpr std::string_view secretServiceRecord = "secret-service\n";
+constexpr std::string_view embeddedRecord = "embedded\n";
+
+/// Absent when none is settled yet. Throws Failure when the record, or the folder that it is in, is not as we
+/// leave it.
+std::optional<Place> settledPlace(const std::string& folderPath) {
+  const auto folder = PrivateFolder::open(folderPath);
+  if (!folder || !folder->file(recordName)) return std::nullopt;
+  const auto record = folder->read(recordName, 64);
+  if (record && record->view() == secretServiceRecord) return Place::secretService;
+  if (record && record->view() == embeddedRecord) return Place::embedded;
+  throw Failure(errSecNotAvailable);
+}
+
+/// False when another process was first and settled for another place.
+bool settle(const std::string& folderPath, Place place) {
+  try {
+    if (!settledPlace(folderPath)) {
+      PrivateFolder::openOrMake(folderPath)
+          .publish(recordName, place == Place::embedded ? embeddedRecord : secretServiceRecord);
+    }
+    return settledPlace(folderPath) == place;
+  } catch (const Failure&) {
+    return true;
+  }
+}
+
+template <typename Function>
+Function* moduleFunction(const char* fileName, const char* entryName) {
+  return reinterpret_cast<Function*>(moduleEntry(fileName, entryName));
+}
+
+constexpr const char* secretServiceModule = "libquelto_secret_service.so";
+
+SecretServiceState secretServiceState() {
+  static const auto ask =
+      moduleFunction<decltype(queltoSecretServiceState)>(secretServiceModule, "queltoSecretServiceState");
+  return ask != nullptr ? ask() : SecretServiceState::absent;
+}
+
+ItemStore* openStore(Place place, const std::string& folder) {
+  if (place == Place::secretService) {
+    static const auto open =
+        moduleFunction<decltype(queltoOpenSecretService)>(secretServiceModule, "queltoOpenSecretService");
+    return open != nullptr ? open() : nullptr;
+  }
+  static const auto open = moduleFunction<decltype(queltoOpenEmbeddedKeychain)>(
+      "libquelto_embedded_keychain.so", "queltoOpenEmbeddedKeychain");
+  return open != nullptr ? open(folder.c_str()) : nullptr;
+}
+
+struct Choice {
+  std::string folder;
+  Place place = Place::embedded;
+  ItemStore* store = nullptr;
+};
+
+/// Throws Failure when there is none.
+Choice choose() {
+  const auto folder = dataFolder();
+  if (!folder) throw Failure(errSecNotAvailable);
+  auto place = settledPlace(*folder);
+  if (place != Place::embedded) {
+    const SecretServiceState state = secretServiceState();
+    const bool mayBeThere = state != SecretServiceState::absent || place == Place::secretService;
+    if (mayBeThere && state != SecretServiceState::present) throw Failure(errSecNotAvailable);
+    place = mayBeThere ? Place::secretService : Place::embedded;
+  }
+  ItemStore* const store = openStore(*place, *folder);
+  if (store == nullptr) throw Failure(errSecNotAvailable);
+  return {.folder = *folder, .place = *place, .store = store};
+}
+
+/// All or none. What was added before a failure goes again: only the halves of a key pair come together, and
+/// their attributes mean them alone.
+OSStatus addAll(ItemStore& store, std::span<const Item> items) {
+  for (std::size_t index = 0; index < items.size(); ++index) {
+    const OSStatus status = store.add(items[index], identityOf(items[index].itemClass));
+    if (status == errSecSuccess) continue;
+    for (const Item& added : items.first(index)) {
+      (void)store.remove({.itemClass = added.itemClass, .attributes = added.attributes}, HowMany::first);
+    }
+    return status;
+  }
+  return errSecSuccess;
+}
+
+}  // namespace
+
+ChosenStore chosenStore() {
+  try {
+    return {.status = errSecSuccess, .store = choose().store};
+  } catch (const Failure& failure) {
+    return {.status = failure.status(), .store = nullptr};
+  }
+}
+
+OSStatus addToChosenStore(std::span<const Item> items) {
+  try {
+    const Choice choice = choose();
+    const OSStatus status = addAll(*choice.store, items);
+    if (status != errSecSuccess || settle(choice.folder, choice.place)) return status;
+    // The other process's place is where everybody looks from now on.
+    return addAll(*choose().store, items);
+  } catch (const Failure& failure) {
+    return failure.status();
+  }
+}
+
+}  // namespace quelto::platform::keychain

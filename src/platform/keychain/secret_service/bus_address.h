@@ -1,0 +1,14 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace quelto::platform::keychain {
+
+/// Where the session bus is, in the form that the D-Bus specification gives server addresses: what
+/// DBUS_SESSION_BUS_ADDRESS says at this moment, without the transports that would launch a bus, else the
+/// socket `bus` of this user in XDG_RUNTIME_DIR. Absent when there is neither. GLib's own search is not
+/// used, since it ends in launching a bus.
+[[nodiscard]] std::optional<std::string> sessionBusAddress();
+
+}  // namespace quelto::platform::keychain

@@ -1,0 +1,51 @@
+#pragma once
+
+// The session and its secrets are reachable by object path only through the part of libsecret that asks to be
+// acknowledged as changeable.
+#define SECRET_API_SUBJECT_TO_CHANGE
+#include <libsecret/secret.h>
+
+#include <memory>
+
+/// Owners for what GLib counts references of.
+namespace quelto::platform::keychain {
+
+template <auto release>
+struct Release {
+  template <typename Type>
+  void operator()(Type* object) const {
+    release(object);
+  }
+};
+
+template <typename Type>
+using ObjectOwner = std::unique_ptr<Type, Release<g_object_unref>>;
+using ErrorOwner = std::unique_ptr<GError, Release<g_error_free>>;
+using ContextOwner = std::unique_ptr<GMainContext, Release<g_main_context_unref>>;
+using VariantOwner = std::unique_ptr<GVariant, Release<g_variant_unref>>;
+using TextOwner = std::unique_ptr<char, Release<g_free>>;
+/// Overwrites the secret as it frees it.
+using SecretValueOwner = std::unique_ptr<SecretValue, Release<secret_value_unref>>;
+
+/// Takes a new variant, which GLib hands out without an owner.
+inline VariantOwner owned(GVariant* floating) { return VariantOwner(g_variant_ref_sink(floating)); }
+
+/// Collects the error of one library call: `GError** out = error.out()`.
+class ErrorSlot {
+ public:
+  ErrorSlot() = default;
+  ~ErrorSlot() { g_clear_error(&error_); }
+  ErrorSlot(const ErrorSlot&) = delete;
+  ErrorSlot& operator=(const ErrorSlot&) = delete;
+  [[nodiscard]] GError** out() {
+    g_clear_error(&error_);
+    return &error_;
+  }
+  /// Null when there was none.
+  [[nodiscard]] const GError* get() const { return error_; }
+
+ private:
+  GError* error_ = nullptr;
+};
+
+}  // namespace quelto::platform::keychain
