@@ -32,9 +32,13 @@ for fd in os.listdir("/proc/self/fd"):
     except FileNotFoundError:
         pass  # the one that listed the folder
 environment = open("/proc/self/environ", "rb").read().split(b"\0")[:-1]
+try:
+    callersFiles = sorted({line.split()[-1] for line in open(f"/proc/{os.getppid()}/maps") if "/" in line})
+except OSError:
+    callersFiles = []  # the caller has ended
 with open(sys.argv[0] + ".record", "w") as file:
     json.dump({"arguments": sys.argv[1:], "environment": sorted(map(os.fsdecode, environment)),
-               "descriptors": descriptors, "folder": os.readlink("/proc/self/cwd")}, file)
+               "descriptors": descriptors, "callersFiles": callersFiles, "folder": os.readlink("/proc/self/cwd")}, file)
 """
 
 

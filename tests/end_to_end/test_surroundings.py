@@ -132,3 +132,15 @@ class ClosedEnvironment(EndToEndTest):
     def testAskPassHelperOfTheBundle(self):
         shutil.copy(self.ssh, self.helper)
         self.assertEnvironment(["alice@Host"], {}, {"SSH_ASKPASS": self.helper})
+
+
+class Libraries(EndToEndTest):
+    def testKnownUserNameLoadsNoModule(self):
+        self.writeList("host\t22\talice\n")
+        for destination in ("alice@host", "host"):
+            with self.subTest(destination):
+                record = self.runTool(destination).record
+                names = [os.path.basename(file) for file in record["callersFiles"]]
+                libraries = {name.split(".so")[0] for name in names if ".so" in name}
+                runtime = {"libasan", "libubsan", "libtsan", "libstdc++", "libgcc_s", "libm"}
+                self.assertEqual(libraries - runtime, {"ld-linux-x86-64", "libc"})

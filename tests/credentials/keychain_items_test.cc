@@ -1,0 +1,197 @@
+#include "credentials/keychain_items.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <future>
+
+#include "platform/keychain/keychain_choice.h"
+#include "platform/keychain/sec_item.h"
+#include "tests/platform/keychain/sessions.h"
+
+namespace quelto::credentials {
+namespace {
+
+using platform::SecDictionary;
+using platform::Secret;
+using std::chrono::seconds;
+using test::Session;
+using test::User;
+
+const std::vector<platform::SecDictionaryKey> textsOfItems{platform::kSecAttrLabel, platform::kSecAttrComment,
+                                                           platform::kSecAttrDescription};
+
+bool add(SecPasswordStruct settings, std::string_view password, std::vector<std::string> paths = {}) {
+  return addSecItem({.settings = std::move(settings),
+                     .password = Secret(password),
+                     .accessName = "Quelto Keychain item",
+                     .trustedAppPaths = std::move(paths),
+                     .findIgnores = textsOfItems});
+}
+
+std::string passwordOf(const SecPasswordStruct& match) {
+  const auto password = loadSecItemPassword(match);
+  return password ? std::string(password->view()) : "(absent)";
+}
+
+/// What is stored of the first match, its access list included.
+platform::keychain::Attributes storedAttributes(platform::keychain::ItemClass itemClass) {
+  using platform::keychain::ItemStore;
+  platform::keychain::Item item;
+  const auto chosen = platform::keychain::chosenStore();
+  EXPECT_EQ(chosen.status, platform::errSecSuccess);
+  EXPECT_EQ(chosen.store->find({.itemClass = itemClass, .attributes = {}}, ItemStore::Want::attributes, item),
+            platform::errSecSuccess);
+  return item.attributes;
+}
+
+class KeychainItems : public testing::TestWithParam<Session> {
+ protected:
+  User user_{GetParam()};
+};
+INSTANTIATE_TEST_SUITE_P(In, KeychainItems, testing::ValuesIn(test::allSessions),
+                         testing::PrintToStringParamName());
+
+TEST_P(KeychainItems, UpdateChangesTheSecretAlone) {
+  const SecureNote first{
+      .account = "h:22", .name = "ssh", .label = "first label", .comment = "first comment"};
+  const SecureNote second{
+      .account = "h:22", .name = "ssh", .label = "second label", .comment = "second comment"};
+  const SecureNote match{.account = "h:22", .name = "ssh"};
+  ASSERT_TRUE(add(first, "ann"));
+  ASSERT_TRUE(add(second, "ben"));
+  EXPECT_EQ(passwordOf(match), "ben");
+  EXPECT_EQ(passwordOf(first), "ben");
+  EXPECT_EQ(passwordOf(second), "(absent)");
+  EXPECT_EQ(storedAttributes(platform::keychain::ItemClass::genericPassword).at("label"), "first label");
+}
+
+TEST_P(KeychainItems, LabelThatIsNotIgnoredMakesAnotherItem) {
+  // One that differs in the label alone would be a duplicate.
+  const SecureNote note{.account = "h", .generic = "group", .label = "one"};
+  const SecureNote other{.account = "h", .generic = "group", .label = "two"};
+  ASSERT_TRUE(add(note, "ann"));
+  EXPECT_FALSE(addSecItem({.settings = other,
+                           .password = Secret("ben"),
+                           .accessName = "",
+                           .trustedAppPaths = {},
+                           .findIgnores = {}}));
+  EXPECT_EQ(passwordOf(note), "ann");
+}
+
+TEST_P(KeychainItems, NotesAreFoundByTheirDescription) {
+  SecDictionary otherDescription = SecureNote{.account = "h", .name = "ssh"}.buildMatchDicton();
+  otherDescription.set(platform::kSecAttrDescription, std::string("not a note"));
+  otherDescription.set(platform::kSecAttrGeneric, std::string("group"));
+  otherDescription.set(platform::kSecValueData, std::make_shared<const Secret>("other"));
+  ASSERT_EQ(platform::SecItemAdd(otherDescription), platform::errSecSuccess);
+  const SecureNote note{.account = "h", .name = "ssh"};
+  EXPECT_EQ(passwordOf(note), "(absent)");
+  ASSERT_TRUE(add(note, "ann"));
+  EXPECT_EQ(passwordOf(note), "ann");
+  EXPECT_EQ(passwordOf(GeneralPassword{.generic = "group"}), "other");
+  // The description of any other kind may be ignored.
+  ASSERT_TRUE(add(GeneralPassword{.account = "h", .generic = "group", .description = "another"}, "changed"));
+  EXPECT_EQ(passwordOf(GeneralPassword{.generic = "group"}), "changed");
+}
+
+TEST_P(KeychainItems, AccountsAreWholeOrAbsent) {
+  const InternetPassword whole{
+      .account = "ann", .server = "h", .port = 22, .scheme = createSecProtocolType("ssh ")};
+  ASSERT_TRUE(add(whole, "s3cret"));
+  ASSERT_TRUE(add(InternetPassword{.server = "nameless"}, "s3cret"));
+  ASSERT_TRUE(add(InternetPassword{.account = "ann", .server = "binary"}, "\xFF\xFE"));
+  const auto account = loadSecItemAccount(InternetPassword{.server = "h", .port = 22});
+  ASSERT_TRUE(account);
+  EXPECT_EQ(account->username, "ann");
+  EXPECT_EQ(account->password.view(), "s3cret");
+  EXPECT_FALSE(loadSecItemAccount(InternetPassword{.server = "nameless"}));
+  EXPECT_EQ(passwordOf(InternetPassword{.server = "nameless"}), "s3cret");
+  EXPECT_FALSE(loadSecItemAccount(InternetPassword{.server = "binary"}));
+  EXPECT_EQ(passwordOf(InternetPassword{.server = "binary"}), "(absent)");
+  EXPECT_FALSE(loadSecItemAccount(InternetPassword{.server = "h", .port = 2222}));
+}
+
+TEST_P(KeychainItems, EveryMatchIsDeleted) {
+  for (const char* group : {"one", "two", "three"})
+    ASSERT_TRUE(add(SecureNote{.account = "h", .generic = group}, "ann"));
+  ASSERT_TRUE(add(SecureNote{.account = "elsewhere"}, "stays"));
+  deleteSecItem(SecureNote{.account = "h"});
+  EXPECT_EQ(passwordOf(SecureNote{.account = "h"}), "(absent)");
+  EXPECT_EQ(passwordOf(SecureNote{.account = "elsewhere"}), "stays");
+}
+
+TEST_P(KeychainItems, AccessListNamesTheProgramsThatExist) {
+  ASSERT_TRUE(add(InternetPassword{.server = "h"}, "x",
+                  {"/nowhere", "/bin/sh", std::string("/bin\0/sh", 8), "/usr/bin/env"}));
+  const auto listed = storedAttributes(platform::keychain::ItemClass::internetPassword);
+  EXPECT_EQ(listed.at("access_name"), "Quelto Keychain item");
+  EXPECT_EQ(listed.at("access_path_1"), "/bin/sh");
+  EXPECT_EQ(listed.at("access_path_2"), "/usr/bin/env");
+  EXPECT_FALSE(listed.contains("access_path_3"));
+  ASSERT_TRUE(add(SecureNote{.account = "h"}, "x", {"/nowhere"}));
+  EXPECT_FALSE(storedAttributes(platform::keychain::ItemClass::genericPassword).contains("access_name"));
+}
+
+TEST_P(KeychainItems, AnyTextComesBack) {
+  const std::string rows[] = {"",
+                              "\u0416\u00E9 \U0001F511",
+                              std::string("nul\0inside", 10),
+                              std::string(65536, 'x'),
+                              "line\nend",
+                              "data:,a%00b",
+                              "%41"};
+  for (const std::string& text : rows) {
+    const InternetPassword item{.account = text, .server = text, .path = text, .label = text};
+    ASSERT_TRUE(add(item, text)) << text;
+    const auto account = loadSecItemAccount(item);
+    ASSERT_TRUE(account) << text;
+    EXPECT_EQ(account->username, text);
+    EXPECT_EQ(account->password.view(), text);
+  }
+}
+
+TEST(KeychainInTheDesktop, ShowsItemsAsTheyAre) {
+  const User user(Session::desktop);
+  ASSERT_TRUE(
+      add(InternetPassword{.account = "ann", .server = "h.example", .port = 22, .label = "SSH account: h"},
+          "pw"));
+  const auto printed =
+      test::shell("secret-tool search --all server h.example port 22 class org.quelto.internetPassword");
+  EXPECT_THAT(printed.text, testing::AllOf(testing::HasSubstr("label = SSH account: h\n"),
+                                           testing::HasSubstr("secret = pw\n"),
+                                           testing::HasSubstr("attribute.account = ann\n")));
+}
+
+TEST(KeychainOutOfReach, StoresAndFindsNothing) {
+  User user(Session::desktop);
+  const InternetPassword item{.account = "ann", .server = "h"};
+  ASSERT_TRUE(add(item, "kept"));
+  user.enter(Session::server);
+  EXPECT_FALSE(add(item, "lost"));
+  EXPECT_EQ(passwordOf(item), "(absent)");
+  EXPECT_FALSE(loadSecItemAccount(item));
+  deleteSecItem(item);
+  user.enter(Session::desktop);
+  EXPECT_EQ(passwordOf(item), "kept");
+}
+
+TEST(KeychainOutOfReach, StuckAccountLookUpHoldsUpNoOther) {
+  User user(Session::desktop);
+  const InternetPassword item{.account = "ann", .server = "h"};
+  ASSERT_TRUE(add(item, "kept"));
+  user.around().keyring().signal(SIGSTOP);
+  auto first = std::async(std::launch::async, [&] { return loadSecItemAccount(item).has_value(); });
+  auto second = std::async(std::launch::async, [&] { return loadSecItemAccount(item).has_value(); });
+  auto other = std::async(std::launch::async, [&] { return loadSecItemPassword(item).has_value(); });
+  // Each takes its whole time, more than three seconds; the accounts one after the other.
+  EXPECT_EQ(other.wait_for(seconds(6)), std::future_status::ready);
+  user.around().keyring().signal(SIGCONT);
+  EXPECT_FALSE(other.get());
+  EXPECT_FALSE(first.get() && second.get());
+}
+
+}  // namespace
+}  // namespace quelto::credentials
