@@ -25,7 +25,8 @@ target_compile_options(quelto_options INTERFACE
   -Wformat=2 -Wundef -Wno-missing-field-initializers -Werror)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(quelto_options INTERFACE -Wduplicated-cond -Wlogical-op -Wuseless-cast
-    -Wno-restrict)  # GCC 12 sees overlaps in the concatenation of strings that are none
+    # GCC 12 sees overlaps in the concatenation of strings, and unset fields in arrays of containers, that are none.
+    -Wno-restrict -Wno-maybe-uninitialized)
 endif()
 target_compile_definitions(quelto_options INTERFACE _GLIBCXX_ASSERTIONS)
 target_include_directories(quelto_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
