@@ -1,3 +1,4 @@
+#include <cstdint>
 #include <cstdlib>
 
 #include "platform/keychain/embedded/attribute_bytes.h"

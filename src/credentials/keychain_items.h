@@ -28,7 +28,7 @@ struct SecItemAddition {
   SecPasswordStruct settings;
   /// UTF-8.
   platform::Secret password;
-  /// The name of the access list that a new item gets, of those paths that lead to a program; without any, it
+  /// The name of the access list that a new item gets, of those paths where something stands; without any, it
   /// gets none.
   std::string accessName;
   std::vector<std::string> trustedAppPaths;

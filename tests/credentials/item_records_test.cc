@@ -129,6 +129,7 @@ TEST(StoreChoice, FollowsTheEnvironmentAtEachCall) {
 TEST(ItemTexts, NameTheProgram) {
   EXPECT_EQ(keychainPrefix(), "Quelto Suite");
   EXPECT_EQ(appTitle(), "Quelto Suite");
+  EXPECT_EQ(&keychainPrefix(), &keychainPrefix()) << "made once";
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <limits>
 #include <span>
 
 namespace quelto::platform::keychain {
@@ -11,6 +10,9 @@ namespace {
 
 constexpr std::array keyTypes{kSecAttrKeyTypeRSA};
 constexpr std::array keyClasses{kSecAttrKeyClassPublic, kSecAttrKeyClassPrivate};
+
+/// A longer key takes minutes to make, and OpenSSL does not use it.
+constexpr std::int64_t maximumKeyBits = 16384;
 
 enum class ValueType { text, number, flag, bytes, constant };
 
@@ -247,7 +249,7 @@ std::optional<NewKeyPair> newKeyPairOf(const SecDictionary& dictionary) {
   }
   const auto* bits = dictionary.find<std::int64_t>(kSecAttrKeySizeInBits);
   if (classOf(dictionary) != ItemClass::key || !shared.contains(kSecAttrKeyType) || bits == nullptr ||
-      *bits <= 0 || *bits > std::numeric_limits<std::int32_t>::max()) {
+      *bits <= 0 || *bits > maximumKeyBits) {
     return std::nullopt;
   }
   NewKeyPair pair{.bits = static_cast<unsigned>(*bits),

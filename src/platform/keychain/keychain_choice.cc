@@ -1,5 +1,7 @@
 #include "platform/keychain/keychain_choice.h"
 
+#include <unistd.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -32,17 +34,19 @@ std::optional<Place> settledPlace(const std::string& folderPath) {
   throw Failure(errSecNotAvailable);
 }
 
-/// False when another process was first and settled for another place.
+/// Settles the place unless one is settled; whether this call did. Throws Failure when the record cannot be
+/// written.
 bool settle(const std::string& folderPath, Place place) {
-  try {
-    if (!settledPlace(folderPath)) {
-      PrivateFolder::openOrMake(folderPath)
-          .publish(recordName, place == Place::embedded ? embeddedRecord : secretServiceRecord);
-    }
-    return settledPlace(folderPath) == place;
-  } catch (const Failure&) {
-    return true;
-  }
+  if (settledPlace(folderPath)) return false;
+  PrivateFolder::openOrMake(folderPath)
+      .publish(recordName, place == Place::embedded ? embeddedRecord : secretServiceRecord);
+  return true;
+}
+
+/// Unsettles a place that has turned out to have kept nothing.
+void unsettle(const std::string& folderPath) noexcept {
+  // What cannot be removed stays settled, which loses nothing.
+  ::unlink((folderPath + "/" + recordName).c_str());
 }
 
 template <typename Function>
@@ -105,6 +109,17 @@ OSStatus addAll(ItemStore& store, std::span<const Item> items) {
   return errSecSuccess;
 }
 
+/// Whether an addition that failed has certainly left nothing behind, nor will when the place comes to itself
+/// again.
+bool hasKeptNothing(ItemStore& store, std::span<const Item> items, OSStatus failure) {
+  if (failure == errSecInteractionNotAllowed || failure == errSecParam) return true;
+  // It may have got the request all the same.
+  if (failure == errSecNotAvailable) return false;
+  Item found;
+  const ItemMatch match{.itemClass = items.front().itemClass, .attributes = items.front().attributes};
+  return store.find(match, ItemStore::Want::attributes, found) == errSecItemNotFound;
+}
+
 }  // namespace
 
 ChosenStore chosenStore() {
@@ -117,11 +132,16 @@ ChosenStore chosenStore() {
 
 OSStatus addToChosenStore(std::span<const Item> items) {
   try {
-    const Choice choice = choose();
+    Choice choice = choose();
+    // Before the first item: one that is kept where nobody looks from the next kind of session is as good as
+    // lost.
+    const bool isFirst = settle(choice.folder, choice.place);
+    // Another process may have been first.
+    if (settledPlace(choice.folder) != choice.place) choice = choose();
     const OSStatus status = addAll(*choice.store, items);
-    if (status != errSecSuccess || settle(choice.folder, choice.place)) return status;
-    // The other process's place is where everybody looks from now on.
-    return addAll(*choose().store, items);
+    if (status != errSecSuccess && isFirst && hasKeptNothing(*choice.store, items, status))
+      unsettle(choice.folder);
+    return status;
   } catch (const Failure& failure) {
     return failure.status();
   }

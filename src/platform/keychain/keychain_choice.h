@@ -4,7 +4,7 @@
 
 #include "platform/keychain/item_store.h"
 
-/// Which place keeps this user's items. The first item that is saved settles it for good, in a record in the
+/// Which place keeps this user's items. The first item that is added settles it for good, in a record in the
 /// data folder: what was saved in one kind of session must never be "not found" in another.
 namespace quelto::platform::keychain {
 
@@ -20,8 +20,10 @@ struct ChosenStore {
 /// afresh at every call. Thread-safe.
 [[nodiscard]] ChosenStore chosenStore();
 
-/// Adds all items or none to the chosen place, and settles it. A failure to settle loses nothing: the next
-/// addition does. Results are as in `ItemStore`, or those of `chosenStore`. Thread-safe.
+/// Settles the chosen place and adds the items to it; when that fails and certainly nothing was kept, a place
+/// that was settled for it is settled no more. Nothing is added where the place cannot be settled. Items that
+/// come together are kept all or none, unless the process is killed in between. Results are as in
+/// `ItemStore`, or those of `chosenStore`. Thread-safe.
 [[nodiscard]] OSStatus addToChosenStore(std::span<const Item> items);
 
 }  // namespace quelto::platform::keychain

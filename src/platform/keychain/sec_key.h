@@ -28,7 +28,8 @@ class SecKey {
   [[nodiscard]] virtual std::optional<Secret> decrypted(std::string_view block) const = 0;
 };
 
-/// Makes a pair and keeps both halves in the keychain, or neither. The attributes are those of the pair
+/// Makes a pair and keeps both halves in the keychain, or, unless the process is killed in between, neither.
+/// The attributes are those of the pair
 /// (`kSecClassKey`, `kSecAttrKeyTypeRSA`, `kSecAttrKeySizeInBits`, ...), with those of the halves under
 /// `kSecPrivateKeyAttrs` and `kSecPublicKeyAttrs`; both must be permanent. Returns the private half, or null
 /// with the reason in `error`: `errSecDuplicateItem` when there is a key of the same tag, class, type and

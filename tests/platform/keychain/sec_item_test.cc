@@ -2,7 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -175,6 +179,45 @@ TEST_P(SecItem, IdentityTellsItemsApart) {
   EXPECT_EQ(secretOf({internet, account}), "of another class");
 }
 
+TEST(SecItemIdentity, EachAttributeOfItCounts) {
+  const struct {
+    Entry itemClass;
+    std::vector<Entry> identity;
+    std::vector<Entry> others;
+  } rows[] = {
+      {generic,
+       {{kSecAttrAccount, std::string("x")},
+        {kSecAttrService, std::string("x")},
+        {kSecAttrGeneric, std::string("x")},
+        {kSecAttrType, std::int64_t{1}}},
+       {{kSecAttrLabel, std::string("x")},
+        {kSecAttrComment, std::string("x")},
+        {kSecAttrDescription, std::string("x")}}},
+      {internet,
+       {{kSecAttrAccount, std::string("x")},
+        {kSecAttrServer, std::string("x")},
+        {kSecAttrPort, std::int64_t{1}},
+        {kSecAttrProtocol, std::string("x")},
+        {kSecAttrPath, std::string("x")},
+        {kSecAttrAuthenticationType, std::string("x")},
+        {kSecAttrSecurityDomain, std::string("x")}},
+       {{kSecAttrLabel, std::string("x")}, {kSecAttrType, std::int64_t{1}}}},
+  };
+  User user(Session::server);
+  for (const auto& row : rows) {
+    SecDictionary item{row.itemClass};
+    ASSERT_EQ(add(item), errSecSuccess);
+    for (const auto& [key, value] : row.identity) {
+      SecDictionary other{row.itemClass};
+      other.set(key, value);
+      EXPECT_EQ(add(other), errSecSuccess) << key;
+      EXPECT_EQ(add(other), errSecDuplicateItem) << key;
+    }
+    for (const auto& [key, value] : row.others) item.set(key, value);
+    EXPECT_EQ(add(item), errSecDuplicateItem);
+  }
+}
+
 /// All that can be done with items; a place that is not to be had refuses each.
 void expectEach(OSStatus status, const char* name) {
   SCOPED_TRACE(name);
@@ -210,6 +253,51 @@ TEST(KeychainChoice, StaysInTheEmbeddedKeychain) {
   EXPECT_EQ(status.st_mode & 0777U, 0700U);
   ASSERT_EQ(::stat(user.data("keychain-place").c_str(), &status), 0);
   EXPECT_EQ(status.st_mode & 0777U, 0600U);
+}
+
+TEST(KeychainChoice, IsNotSettledByAnItemThatWasNotKept) {
+  User user(Session::desktop);
+  user.around().lockCollection();
+  EXPECT_EQ(add({generic}, "at the desk"), errSecInteractionNotAllowed);
+  user.enter(Session::server);
+  EXPECT_EQ(add({generic}, "on the server"), errSecSuccess);
+}
+
+TEST(KeychainChoice, KeepsNothingThatItCannotSettleFor) {
+  const User user(Session::desktop);
+  // As on a full disk.
+  struct rlimit before {};
+  ::getrlimit(RLIMIT_FSIZE, &before);
+  ::signal(SIGXFSZ, SIG_IGN);
+  const struct rlimit nothing { .rlim_cur = 0, .rlim_max = before.rlim_max };
+  ::setrlimit(RLIMIT_FSIZE, &nothing);
+  const OSStatus status = add({generic}, "at the desk");
+  ::setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(status, errSecIO);
+  EXPECT_EQ(SecItemCopyMatching({generic}, nullptr), errSecItemNotFound);
+}
+
+TEST(KeychainChoice, IsOneForProcessesThatMakeItAtOnce) {
+  for (int round = 0; round < 10; ++round) {
+    User user(Session::desktop);
+    const auto addIn = [&user](Session session) {
+      const pid_t id = ::fork();
+      if (id != 0) return id;
+      user.enter(session);
+      ::_exit(add({generic, {kSecAttrAccount, testing::PrintToString(session)}}) == errSecSuccess ? 0 : 1);
+    };
+    const pid_t children[] = {addIn(Session::server), addIn(Session::desktop)};
+    int added = 0;
+    for (const pid_t id : children) {
+      int status = -1;
+      ASSERT_EQ(::waitpid(id, &status, 0), id);
+      added += status == 0 ? 1 : 0;
+    }
+    EXPECT_GE(added, 1);
+    const auto inKeyring = test::shell("secret-tool search --all class org.quelto.genericPassword");
+    EXPECT_EQ(inKeyring.text.empty(), std::filesystem::exists(user.data("keychain.sqlite")))
+        << "items in one place alone";
+  }
 }
 
 TEST(KeychainChoice, WaitsForNothingThatDoesNotAnswer) {

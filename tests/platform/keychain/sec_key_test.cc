@@ -1,7 +1,12 @@
 #include "platform/keychain/sec_key.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/prctl.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
 
 #include "platform/keychain/sec_item.h"
 #include "tests/platform/keychain/sessions.h"
@@ -103,6 +108,36 @@ TEST_P(SecKeys, PairIsMadeFoundUsedAndDeleted) {
   EXPECT_TRUE(writesCoreFiles());
 }
 
+TEST(SecKeyCreation, TellsKeysOfOneTagApartBySize) {
+  const User user(Session::server);
+  OSStatus error = errSecIO;
+  EXPECT_NE(SecKeyCreateRandomKey(pairOf(1024), error), nullptr);
+  EXPECT_NE(SecKeyCreateRandomKey(pairOf(1536), error), nullptr);
+}
+
+TEST(PrivateKeys, AreInNoCoreFileWhileTheyComeAndGo) {
+  User user(Session::desktop);
+  OSStatus error = errSecIO;
+  ASSERT_NE(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
+  const std::function<void()> calls[] = {
+      [] { (void)find(kSecAttrKeyClassPrivate); },
+      [] {
+        OSStatus ignored = errSecSuccess;
+        (void)SecKeyCreateRandomKey(pairOf(1024), ignored);
+      },
+  };
+  for (const auto& call : calls) {
+    user.around().keyring().signal(SIGSTOP);
+    const auto inCall = std::async(std::launch::async, call);
+    while (writesCoreFiles() && inCall.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+    }
+    EXPECT_FALSE(writesCoreFiles());
+    user.around().keyring().signal(SIGCONT);
+    inCall.wait();
+    EXPECT_TRUE(writesCoreFiles());
+  }
+}
+
 TEST(SecKeyCreation, RefusesWhatItCannotMake) {
   User user(Session::server);
   const auto with = [](SecDictionaryKey key, SecValue value) {
@@ -118,6 +153,7 @@ TEST(SecKeyCreation, RefusesWhatItCannotMake) {
   } rows[] = {
       {"no bits", with(kSecAttrKeySizeInBits, std::int64_t{0})},
       {"too few bits", with(kSecAttrKeySizeInBits, std::int64_t{16})},
+      {"more bits than OpenSSL uses", with(kSecAttrKeySizeInBits, std::int64_t{16385})},
       {"bits beyond all", with(kSecAttrKeySizeInBits, std::int64_t{1} << 40)},
       {"another class", with(kSecClass, kSecClassGenericPassword)},
       {"another type", with(kSecAttrKeyType, kSecAttrKeyClassPublic)},
