@@ -15,8 +15,7 @@ namespace {
 constexpr int iconSize = 64;
 constexpr int outerMargin = 24;
 /// In characters; longer texts are wrapped.
-constexpr int headerWidth = 38;
-constexpr int messageWidth = 46;
+constexpr int textWidth = 46;
 /// In characters; what is longer is shortened. No text of ours comes near, and the toolkit needs seconds to
 /// break one of 65536 characters into lines.
 constexpr std::size_t longestText = 4096;
@@ -33,6 +32,7 @@ Glib::ustring shownText(const std::string& text, std::size_t limit) {
   return shown.substr(0, limit / 2) + "\u2026" + shown.substr(shown.size() - limit / 2);
 }
 
+/// The text under a key; empty when there is none.
 std::string textOf(const platform::PropertyListDictionary& request, std::string_view key) {
   return platform::textAt(request, key).value_or("");
 }
@@ -54,31 +54,48 @@ int naturalSize(const Gtk::Widget& widget, Gtk::Orientation orientation, int for
   return natural;
 }
 
-/// How high the texts may be, in pixels, so that a window with everything else in it fits on any monitor.
-int maximumTextHeight() {
-  int height = std::numeric_limits<int>::max();
+struct Size {
+  int width;
+  int height;
+};
+
+/// Of the texts, in pixels, so that a window with everything else in it fits on any monitor.
+Size maximumTextSize() {
+  Size size{.width = std::numeric_limits<int>::max(), .height = std::numeric_limits<int>::max()};
   const auto monitors = Gdk::Display::get_default()->get_monitors();
   for (guint index = 0; index < monitors->get_n_items(); ++index) {
     const auto monitor = std::dynamic_pointer_cast<Gdk::Monitor>(monitors->get_object(index));
     if (!monitor) continue;
     Gdk::Rectangle area;
     monitor->get_geometry(area);
-    height = std::min(height, area.get_height());
+    size = {.width = std::min(size.width, area.get_width()),
+            .height = std::min(size.height, area.get_height())};
   }
-  return height / 2;
+  return {.width = size.width / 2, .height = size.height / 2};
 }
 
-void setUpText(Gtk::Label& label, const Glib::ustring& text, int width) {
+void setUpText(Gtk::Label& label, const Glib::ustring& text) {
   label.set_text(text);
   label.set_wrap(true);
   label.set_wrap_mode(Pango::WrapMode::WORD_CHAR);
-  label.set_max_width_chars(width);
+  label.set_max_width_chars(textWidth);
   // A hyphen put in where a long host name is broken would read as a part of it.
   Pango::AttrList attributes;
   auto noHyphens = Pango::Attribute::create_attr_insert_hyphens(false);
   attributes.insert(noHyphens);
   label.set_attributes(attributes);
   label.set_xalign(0);
+}
+
+/// Bold and larger than the other texts, whatever font the desktop has.
+void setUpHeader(Gtk::Label& label, const Glib::ustring& text) {
+  setUpText(label, text);
+  Pango::AttrList attributes = label.get_attributes();
+  auto weight = Pango::Attribute::create_attr_weight(Pango::Weight::BOLD);
+  auto scale = Pango::Attribute::create_attr_scale(PANGO_SCALE_LARGE);
+  attributes.insert(weight);
+  attributes.insert(scale);
+  label.set_attributes(attributes);
 }
 
 void relate(Gtk::Accessible& widget, GtkAccessibleRelation relation, Gtk::Accessible& other) {
@@ -98,13 +115,15 @@ DialogWindow::DialogWindow(const platform::PropertyListDictionary& request) {
   addTexts(textOf(request, platform::kCFUserNotificationAlertHeaderKey),
            textOf(request, platform::kCFUserNotificationAlertMessageKey));
   const std::uint64_t flags = platform::numberAt(request, platform::dialog::flagsKey).value_or(0);
-  addField(textOf(request, platform::kCFUserNotificationTextFieldTitlesKey),
-           textOf(request, platform::kCFUserNotificationTextFieldValuesKey));
-  addCheckBox(textOf(request, platform::kCFUserNotificationCheckBoxTitlesKey),
-              (flags & platform::firstCheckBoxFlag) != 0);
+  if (const auto title = platform::textAt(request, platform::kCFUserNotificationTextFieldTitlesKey)) {
+    addField(*title, textOf(request, platform::kCFUserNotificationTextFieldValuesKey));
+  }
+  if (const auto title = platform::textAt(request, platform::kCFUserNotificationCheckBoxTitlesKey)) {
+    addCheckBox(*title, (flags & platform::firstCheckBoxFlag) != 0);
+  }
   addButtons(textOf(request, platform::kCFUserNotificationDefaultButtonTitleKey),
              textOf(request, platform::kCFUserNotificationAlternateButtonTitleKey));
-  describe();
+  describe(flags);
   connectKeys();
   reportFirstFrame();
 }
@@ -121,19 +140,17 @@ void DialogWindow::addIcon(const std::string& path) {
 }
 
 void DialogWindow::addTexts(const std::string& header, const std::string& message) {
-  setUpText(header_, shownText(header, longestText), headerWidth);
-  header_.add_css_class("title-4");
+  setUpHeader(header_, shownText(header, longestText));
   texts_.append(header_);
   if (!message.empty()) {
-    setUpText(message_, shownText(message, longestText), messageWidth);
-    message_.set_width_chars(messageWidth);
+    setUpText(message_, shownText(message, longestText));
     texts_.append(message_);
   }
-  const int width = naturalSize(texts_, Gtk::Orientation::HORIZONTAL, -1);
-  const int maximumHeight = maximumTextHeight();
-  if (naturalSize(texts_, Gtk::Orientation::VERTICAL, width) <= maximumHeight) return rows_.append(texts_);
+  const Size maximum = maximumTextSize();
+  const int width = std::min(naturalSize(texts_, Gtk::Orientation::HORIZONTAL, -1), maximum.width);
+  if (naturalSize(texts_, Gtk::Orientation::VERTICAL, width) <= maximum.height) return rows_.append(texts_);
   textScroller_.set_policy(Gtk::PolicyType::NEVER, Gtk::PolicyType::ALWAYS);
-  textScroller_.set_size_request(-1, maximumHeight);
+  textScroller_.set_size_request(-1, maximum.height);
   // It tells that there is more, and the keys that scroll need a place to go.
   textScroller_.set_overlay_scrolling(false);
   textScroller_.set_focusable(true);
@@ -143,14 +160,13 @@ void DialogWindow::addTexts(const std::string& header, const std::string& messag
 }
 
 void DialogWindow::addField(const std::string& title, const std::string& value) {
-  hasField_ = !title.empty();
-  if (!hasField_) return;
+  hasField_ = true;
   fieldTitle_.set_text(shownText(title, longestTitle));
   field_.set_text(Glib::ustring(platform::singleLineText(value)).make_valid());
   field_.property_truncate_multiline() = true;
   field_.set_activates_default(true);
   field_.set_hexpand(true);
-  fieldRow_.append(fieldTitle_);
+  if (!title.empty()) fieldRow_.append(fieldTitle_);
   fieldRow_.append(field_);
   fieldRow_.set_margin_top(6);
   rows_.append(fieldRow_);
@@ -158,9 +174,16 @@ void DialogWindow::addField(const std::string& title, const std::string& value) 
 }
 
 void DialogWindow::addCheckBox(const std::string& title, bool isTicked) {
-  if (title.empty()) return;
-  checkBox_.set_label(shownText(title, longestCheckBoxTitle));
+  setUpText(checkBoxTitle_, shownText(title, longestCheckBoxTitle));
+  checkBox_.set_child(checkBoxTitle_);
+  checkBox_.add_css_class("text-button");
   checkBox_.set_active(isTicked);
+  // By itself it would take Enter for a click.
+  const auto keys = Gtk::ShortcutController::create();
+  keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
+  keys->add_shortcut(Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string("Return|KP_Enter|ISO_Enter"),
+                                           Gtk::NamedAction::create("default.activate")));
+  checkBox_.add_controller(keys);
   rows_.append(checkBox_);
 }
 
@@ -183,11 +206,22 @@ void DialogWindow::addButtons(const std::string& defaultTitle, const std::string
   if (!hasField_) set_focus(defaultButton_);
 }
 
-/// Tells assistive technology what belongs together.
-void DialogWindow::describe() {
+/// Tells assistive technology what this is and what belongs together.
+void DialogWindow::describe(std::uint64_t flags) {
+  const bool isAlert = (flags & platform::levelMask) == platform::kCFUserNotificationCautionAlertLevel;
+  g_object_set(gobj(), "accessible-role",
+               isAlert ? GTK_ACCESSIBLE_ROLE_ALERT_DIALOG : GTK_ACCESSIBLE_ROLE_DIALOG, nullptr);
   relate(*this, GTK_ACCESSIBLE_RELATION_LABELLED_BY, header_);
   relate(*this, GTK_ACCESSIBLE_RELATION_DESCRIBED_BY, message_);
-  relate(field_, GTK_ACCESSIBLE_RELATION_LABELLED_BY, fieldTitle_);
+  // The toolkit would name a part without a title by the name of its class.
+  const auto orMessage = [this](Gtk::Label& title) -> Gtk::Label& {
+    return title.get_text().empty() ? message_ : title;
+  };
+  relate(field_, GTK_ACCESSIBLE_RELATION_LABELLED_BY, orMessage(fieldTitle_));
+  relate(checkBox_, GTK_ACCESSIBLE_RELATION_LABELLED_BY, orMessage(checkBoxTitle_));
+  // Some screen readers speak the part that has the focus and nothing of the window around it.
+  Gtk::Widget& focused = hasField_ ? static_cast<Gtk::Widget&>(field_) : defaultButton_;
+  relate(focused, GTK_ACCESSIBLE_RELATION_DESCRIBED_BY, message_);
 }
 
 void DialogWindow::connectKeys() {

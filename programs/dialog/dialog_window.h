@@ -10,9 +10,9 @@
 
 namespace quelto::dialog {
 
-/// One question: icon, bold header, message, a field and a check box where there are titles for them, and two
-/// buttons. All texts are plain; the first answer given after the window has
-/// been drawn counts.
+/// One question: icon, bold header, message, a field and a check box where the request has titles for them,
+/// be they empty, and two buttons. All texts are plain; the first answer given after the window has been
+/// drawn counts.
 class DialogWindow : public Gtk::Window {
  public:
   struct Answer {
@@ -33,7 +33,7 @@ class DialogWindow : public Gtk::Window {
   void addField(const std::string& title, const std::string& value);
   void addCheckBox(const std::string& title, bool isTicked);
   void addButtons(const std::string& defaultTitle, const std::string& alternateTitle);
-  void describe();
+  void describe(std::uint64_t flags);
   void connectKeys();
   void reportFirstFrame();
   static void afterFirstFrame(DialogWindow* window);
@@ -50,6 +50,7 @@ class DialogWindow : public Gtk::Window {
   Gtk::Label fieldTitle_;
   Gtk::Entry field_;
   Gtk::CheckButton checkBox_;
+  Gtk::Label checkBoxTitle_;
   Gtk::Box buttonRow_{Gtk::Orientation::HORIZONTAL, 12};
   Gtk::Button alternateButton_;
   Gtk::Button defaultButton_;

@@ -30,11 +30,12 @@ std::optional<platform::PropertyListDictionary> RequestChannel::receive() {
   protocol::FrameReader reader;
   std::array<char, 4096> buffer;
   for (;;) {
-    if (auto request = reader.next()) return request;
+    if (auto request = reader.next()) return request->empty() ? std::nullopt : std::move(request);
     const ssize_t count = ::read(protocol::requestDescriptor, buffer.data(), buffer.size());
     if (count < 0 && errno == EINTR) continue;
-    if (count <= 0 || reader.isBroken()) return std::nullopt;
+    if (count <= 0) return std::nullopt;
     reader.append({buffer.data(), static_cast<std::size_t>(count)});
+    if (reader.isBroken()) return std::nullopt;
   }
 }
 

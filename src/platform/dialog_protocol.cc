@@ -4,12 +4,12 @@ namespace quelto::platform::dialog {
 namespace {
 
 constexpr std::size_t lengthSize = 4;
-constexpr std::uint32_t maximumLength = std::uint32_t{16} << 20;
 
 }  // namespace
 
 std::string frameOf(const PropertyListDictionary& dictionary) {
   const std::string payload = binaryPropertyList(dictionary);
+  if (payload.empty()) return "";
   std::string frame;
   for (std::size_t byte = 0; byte < lengthSize; ++byte) {
     frame += static_cast<char>(payload.size() >> (8 * byte) & 0xFF);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -28,6 +29,13 @@ inline constexpr std::string_view unavailable = "unavailable";
 inline constexpr std::string_view shown = "shown";
 inline constexpr std::string_view answered = "answered";
 
+/// The longest property list that a frame may hold, in bytes.
+inline constexpr std::uint32_t maximumLength = std::uint32_t{16} << 20;
+/// The longest text that goes into a request, in bytes of UTF-8. A property list may hold it as UTF-16, in
+/// twice as many, and all the texts of a notification still fit into a frame.
+inline constexpr std::size_t maximumTextLength = std::size_t{512} << 10;
+
+/// Empty when the module for property lists is missing.
 [[nodiscard]] std::string frameOf(const PropertyListDictionary& dictionary);
 
 /// Puts frames together from whatever pieces they arrive in.

@@ -14,7 +14,7 @@ struct SignalState {
 };
 constinit SignalState atStart;
 
-/// The signals with a name. The others are left alone everywhere, and so reach a child as they reached us.
+/// The signals with a name. The others are ignored nowhere, and so reach a child as they reached us.
 constexpr int signalsEnd = 32;
 
 bool isMember(const sigset_t& set, int signal) { return sigismember(&set, signal) == 1; }

@@ -14,10 +14,10 @@
 namespace quelto::platform {
 namespace {
 
-/// Those whose default action ends the process and that can be handled.
-constexpr std::array endingSignals{SIGHUP,  SIGINT,  SIGQUIT,   SIGILL,  SIGTRAP,   SIGABRT, SIGBUS,  SIGFPE,
-                                   SIGUSR1, SIGSEGV, SIGUSR2,   SIGPIPE, SIGALRM,   SIGTERM, SIGXCPU, SIGXFSZ,
-                                   SIGPROF, SIGPOLL, SIGVTALRM, SIGPWR,  SIGSTKFLT, SIGSYS};
+/// Those that cannot be handled or whose default action does not end the process. All others end it, the
+/// real-time signals too.
+constexpr std::array otherSignals{SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU,
+                                  SIGCONT, SIGCHLD, SIGURG,  SIGWINCH};
 
 /// The keys that a question needs, for a terminal that has them switched off: Ctrl-C, Ctrl-D, backspace and
 /// Ctrl-U.
@@ -28,7 +28,7 @@ constexpr std::array<std::pair<std::size_t, cc_t>, 4> neededKeys{
 /// back, so that a signal at any time between the two finds both.
 constinit std::atomic<int> changedTerminal{-1};
 constinit termios modesFound{};
-constinit std::array<struct sigaction, endingSignals.size()> actionsFound{};
+constinit struct sigaction actionsFound[NSIG] {};
 
 /// In the background this would stop the process instead. Signal-safe.
 void setModes(int terminal, int when, const termios& modes) noexcept {
@@ -52,30 +52,36 @@ void restoreAndRaise(int signal) noexcept {
   errno = saved;
 }
 
+/// The C library refuses the few that it keeps for itself.
+template <typename Action>
+void forEachEndingSignal(Action action) {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    if (std::ranges::find(otherSignals, signal) == otherSignals.end()) action(signal);
+  }
+}
+
 void routeEndingSignals() {
   struct sigaction action {};
   action.sa_handler = restoreAndRaise;
   // A thread whose stack has overflown may have another one for signals.
   action.sa_flags = SA_ONSTACK;
   sigemptyset(&action.sa_mask);
-  for (const int signal : endingSignals) sigaddset(&action.sa_mask, signal);
-  for (std::size_t index = 0; index < endingSignals.size(); ++index) {
-    ::sigaction(endingSignals[index], nullptr, &actionsFound[index]);
-    if (actionsFound[index].sa_handler == SIG_DFL) ::sigaction(endingSignals[index], &action, nullptr);
-  }
+  forEachEndingSignal([&action](int signal) { sigaddset(&action.sa_mask, signal); });
+  forEachEndingSignal([&action](int signal) {
+    ::sigaction(signal, nullptr, &actionsFound[signal]);
+    if (actionsFound[signal].sa_handler == SIG_DFL) ::sigaction(signal, &action, nullptr);
+  });
 }
 
 void putActionsBack() {
-  for (std::size_t index = 0; index < endingSignals.size(); ++index) {
-    if (actionsFound[index].sa_handler == SIG_DFL) {
-      ::sigaction(endingSignals[index], &actionsFound[index], nullptr);
-    }
-  }
+  forEachEndingSignal([](int signal) {
+    if (actionsFound[signal].sa_handler == SIG_DFL) ::sigaction(signal, &actionsFound[signal], nullptr);
+  });
 }
 
 termios lineModes(termios modes) {
-  modes.c_iflag &= ~static_cast<tcflag_t>(IGNCR | INLCR | ISTRIP);
-  modes.c_iflag |= ICRNL;
+  modes.c_iflag &= ~static_cast<tcflag_t>(IGNCR | INLCR | ISTRIP | IUCLC);
+  modes.c_iflag |= ICRNL | IUTF8;
   modes.c_oflag |= OPOST | ONLCR;
   modes.c_lflag |= ICANON | ECHO | ISIG;
   for (const auto& [key, byDefault] : neededKeys) {

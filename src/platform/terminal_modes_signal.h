@@ -2,10 +2,10 @@
 
 namespace quelto::platform {
 
-/// While it lives, a terminal takes whole lines, shows what is typed, and turns its keys into signals,
-/// whatever state somebody left it in. The modes found are put back by the destructor, and also when a signal
-/// comes that ends the process by its default action, which then follows. A signal that somebody handles is
-/// left to that handler. One at a time; main thread only.
+/// While it lives, a terminal takes whole lines of UTF-8, shows what is typed, and turns its keys into
+/// signals, whatever state somebody left it in. The modes found are put back by the destructor, and also when
+/// a signal comes that ends the process by its default action, which then follows. A signal that somebody
+/// handles is left to that handler. One at a time; main thread only.
 class TerminalModes {
  public:
   /// The terminal is borrowed for the life of this object.

@@ -56,7 +56,7 @@ class TerminalNotification final : public UserNotification {
       if (!text(key).empty()) print(text(key) + "\n");
     }
     NotificationResponse response{.flags = kCFUserNotificationDefaultResponse, .fieldText = std::nullopt};
-    const bool hasField = !text(kCFUserNotificationTextFieldTitlesKey).empty();
+    const bool hasField = find(kCFUserNotificationTextFieldTitlesKey) != nullptr;
     const Ending ending = hasField ? askField(response) : askButtons(response);
     if (ending == Ending::lost) return std::nullopt;
     if (ending == Ending::cancelled) {
@@ -67,13 +67,19 @@ class TerminalNotification final : public UserNotification {
   }
 
  private:
-  /// The text of the dictionary, safe to print.
-  [[nodiscard]] std::string text(std::string_view key) const { return terminalText(rawText(key)); }
+  /// Null when the dictionary has no such entry.
+  [[nodiscard]] const std::string* find(std::string_view key) const {
+    const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
+    return entry != dictionary_.end() ? &entry->second : nullptr;
+  }
 
   [[nodiscard]] std::string rawText(std::string_view key) const {
-    const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
-    return entry != dictionary_.end() ? entry->second : "";
+    const std::string* const found = find(key);
+    return found != nullptr ? *found : "";
   }
+
+  /// The text of the dictionary, safe to print.
+  [[nodiscard]] std::string text(std::string_view key) const { return terminalText(rawText(key)); }
 
   Ending askField(NotificationResponse& response) {
     const std::string value = rawText(kCFUserNotificationTextFieldValuesKey);
@@ -83,8 +89,8 @@ class TerminalNotification final : public UserNotification {
     std::string line;
     if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
     response.fieldText = singleLineText(line.empty() ? value : line);
-    if (text(kCFUserNotificationCheckBoxTitlesKey).empty()) return Ending::answered;
-    return askCheckBox(response);
+    const bool hasCheckBox = find(kCFUserNotificationCheckBoxTitlesKey) != nullptr;
+    return hasCheckBox ? askCheckBox(response) : Ending::answered;
   }
 
   Ending askCheckBox(NotificationResponse& response) {

@@ -153,6 +153,21 @@ std::string singleLineText(std::string_view text) {
   return result;
 }
 
+std::string_view beginningOf(std::string_view text, std::size_t size) {
+  if (text.size() <= size) return text;
+  // The last four bytes tell, and the macro counts in 32 bits.
+  const std::size_t windowSize = std::min<std::size_t>(size, 4);
+  const std::string_view window = text.substr(size - windowSize, windowSize);
+  auto kept = static_cast<std::int32_t>(windowSize);
+  // The macro narrows silently in its own bytes.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#pragma GCC diagnostic ignored "-Wsign-conversion"
+  U8_TRUNCATE_IF_INCOMPLETE(window, 0, kept);
+#pragma GCC diagnostic pop
+  return text.substr(0, size - windowSize + static_cast<std::size_t>(kept));
+}
+
 std::string utf8FromUtf16(std::string_view bytes, ByteOrder order) {
   const UnicodeService* service = serviceFor(bytes.size());
   if (service == nullptr) return "";

@@ -43,6 +43,9 @@ struct Scalar {
 /// ill-formed parts too.
 [[nodiscard]] std::string singleLineText(std::string_view text);
 
+/// The text's beginning of at most `size` bytes, and less where that would cut a well-formed scalar.
+[[nodiscard]] std::string_view beginningOf(std::string_view text, std::size_t size);
+
 enum class ByteOrder { littleEndian, bigEndian };
 
 /// The UTF-16 text that the bytes hold. Each half of a pair without the other is U+FFFD, an odd byte at the

@@ -25,6 +25,7 @@ inline constexpr std::string_view kCFUserNotificationCheckBoxTitlesKey = "CheckB
 inline constexpr std::string_view kCFUserNotificationTextFieldValuesKey = "TextFieldValues";
 
 /// The low two bits of the flags going out are the level ...
+inline constexpr std::uint32_t levelMask = 3;
 inline constexpr std::uint32_t kCFUserNotificationCautionAlertLevel = 2;
 inline constexpr std::uint32_t kCFUserNotificationPlainAlertLevel = 3;
 /// ... and of those coming back the button.
@@ -68,8 +69,9 @@ class UserNotification {
 };
 
 /// Shows the question in a window or, where there is none to be had, prepares it on the controlling terminal.
-/// With a field when there is a title for one, with a check box likewise. Null when neither can be had. A
-/// display that hangs is given up after some seconds.
+/// With a field when the dictionary has a title for one, be it the empty text, and with a check box likewise.
+/// Texts may be of any length. Null when neither can be had. A display that hangs is given up after some
+/// seconds.
 [[nodiscard]] std::unique_ptr<UserNotification> CFUserNotificationCreate(
     std::uint32_t flags, const NotificationDictionary& dictionary, const TerminalWords& words);
 

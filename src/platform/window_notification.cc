@@ -31,10 +31,13 @@ bool hasDisplay() {
   return isSet("WAYLAND_DISPLAY") || isSet("DISPLAY");
 }
 
+/// Empty when it cannot be written down.
 std::string requestOf(std::uint32_t flags, const NotificationDictionary& dictionary) {
   PropertyListDictionary request{{std::string(dialog::flagsKey), std::uint64_t{flags}}};
-  for (const auto& [key, text] : dictionary)
-    request.insert_or_assign(std::string(key), displayableText(text));
+  for (const auto& [key, text] : dictionary) {
+    const std::string shown = displayableText(beginningOf(text, dialog::maximumTextLength));
+    request.insert_or_assign(std::string(key), std::string(beginningOf(shown, dialog::maximumTextLength)));
+  }
   return dialog::frameOf(request);
 }
 
@@ -142,7 +145,9 @@ class WindowNotification final : public UserNotification {
 std::unique_ptr<UserNotification> showWindowNotification(std::uint32_t flags,
                                                          const NotificationDictionary& dictionary) {
   if (!hasDisplay()) return nullptr;
-  auto notification = std::make_unique<WindowNotification>(requestOf(flags, dictionary));
+  std::string request = requestOf(flags, dictionary);
+  if (request.empty()) return nullptr;
+  auto notification = std::make_unique<WindowNotification>(std::move(request));
   return notification->show() ? std::move(notification) : nullptr;
 }
 

@@ -7,8 +7,8 @@
 
 namespace quelto::platform {
 
-/// Shows the question in a window. Null when there is no display, the dialog's program is missing, or no
-/// window came up in time.
+/// Shows the question in a window, of overlong texts the beginning. Null when there is no display, the
+/// dialog's program or the module for property lists is missing, or no window came up in time.
 [[nodiscard]] std::unique_ptr<UserNotification> showWindowNotification(
     std::uint32_t flags, const NotificationDictionary& dictionary);
 

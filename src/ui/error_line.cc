@@ -9,7 +9,7 @@ namespace quelto::ui {
 
 void failWith(const FatalError& error, const std::string& localizedTable) {
   const std::string text =
-      platform::terminalText(localizedString(error.key, localizedTable, error.defaultText));
+      platform::singleLineText(localizedString(error.key, localizedTable, error.defaultText));
   const std::string line = "queltoSSH(" + std::string(error.code) + "): " + text + "\n";
   // Nobody is left to tell when standard error cannot be written.
   (void)platform::writeStandardError(line);

@@ -21,7 +21,7 @@ constexpr FatalError canceled{"C01", "error_canceled", "Canceled."};
 
 /// Writes "queltoSSH(CODE): TEXT", the text looked up in the table, and a line end to standard error and ends
 /// the process with status 255 at once: background work is cut off, no process-wide object is destroyed under
-/// it. It is always one line: what in the text could steer a terminal is shown as "?".
+/// it. It is always one line: control characters and line ends of the text are left out.
 [[noreturn]] void failWith(const FatalError& error, const std::string& localizedTable);
 
 }  // namespace quelto::ui

@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cstddef>
 
+#include "platform/text.h"
+
 namespace quelto::ui {
 namespace {
 
@@ -30,21 +32,26 @@ Placeholder placeholderAt(std::string_view text) {
 
 std::string formatted(std::string_view format, std::span<const std::string> arguments) {
   std::string result;
+  // One byte too many tells that there was more.
+  const auto append = [&result](std::string_view text) {
+    result += text.substr(0, maximumFormattedSize + 1 - result.size());
+  };
   std::size_t next = 0;
-  while (!format.empty()) {
+  while (!format.empty() && result.size() <= maximumFormattedSize) {
     const std::size_t percent = format.find('%');
-    result += format.substr(0, percent);
+    append(format.substr(0, percent));
     if (percent == std::string_view::npos) break;
     format.remove_prefix(percent);
     if (const Placeholder placeholder = placeholderAt(format); placeholder.length > 0) {
       const std::size_t index = placeholder.number > 0 ? placeholder.number - 1 : next++;
-      if (index < arguments.size()) result += arguments[index];
+      if (index < arguments.size()) append(arguments[index]);
       format.remove_prefix(placeholder.length);
     } else {
-      result += '%';
+      append("%");
       format.remove_prefix(format.starts_with("%%") ? 2 : 1);
     }
   }
+  result.resize(platform::beginningOf(result, maximumFormattedSize).size());
   return result;
 }
 

@@ -21,10 +21,18 @@ KEYS = {
         "keychain_item_prefix", "gen_rsa_key_title", "gen_rsa_key_mesg", "new_rsa_key_title", "new_rsa_key_mesg",
         "button_yes", "button_no", "rsa_key_label", "keychain_access_name", "terminal_yes_no_default_yes",
         "terminal_yes_no", "terminal_yes_letter", "terminal_no_letter"}}
-# How the sources give a key and its default.
-DEFAULTS = (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default = "(?P<text>[^"]*)"',
-            r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}',
-            r'(?:localizedString|word)\("(?P<key>\w+)", (?:(?:"\w*"|[\w:.]+), )?"(?P<text>[^"]*)"\)')
+SOURCES = "".join(path.read_text() for path in BUNDLE.parent.glob("src/*/*.[ch]*"))
+# The table of the tool's own dialogs and errors.
+OWN = re.search(r'std::string localizedTable = "(\w+)"', SOURCES)[1]
+# How the sources give a key and its default, and the table that they ask; None where it stands beside them.
+DEFAULTS = (
+    (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default = "(?P<text>[^"]*)"'
+     r'(?=[^;]*?\.\w*[tT]able = (?P<table>[\w.:"]+))', None),
+    (r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}', OWN),
+    (r'localizedString\("(?P<key>\w+)", (?P<table>"\w*"|[\w.:]+), "(?P<text>[^"]*)"\)', None),
+    (r'word\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"))
+# What else the sources call a table.
+TABLE_NAMES = {"": "Localizable", "ui::defaultGlobalLocalizedTable": "Localizable", "values.localizedTable": OWN}
 TEXT = r'"((?:[^"\\]|\\["\\n])*)"'
 TOKEN = re.compile(rf"\s+|/\*.*?\*/|{TEXT}\s*=\s*{TEXT}\s*;", re.DOTALL)
 ICONS = {"prompt.png": 64, "prompt@2x.png": 128, "warning.png": 64, "warning@2x.png": 128}
@@ -79,14 +87,14 @@ class Bundle(unittest.TestCase):
                         self.assertEqual(hints, (f"[{yes.upper()}/{no}]", f"[{yes}/{no}]"))
 
     def testDefaultsAreTheEnglishTexts(self):
-        english = {}
-        for table in TABLES:
-            english.update(parse(BUNDLE / "en.lproj" / f"{table}.strings"))
-        sources = "".join(path.read_text() for path in BUNDLE.parent.glob("src/*/*.[ch]*"))
-        for pattern in DEFAULTS:
-            found = {match["key"]: match["text"] for match in re.finditer(pattern, sources)}
-            self.assertGreater(len(found), 3, pattern)
-            self.assertEqual(found, {key: english.get(key) for key in found})
+        english = {table: parse(BUNDLE / "en.lproj" / f"{table}.strings") for table in TABLES}
+        for pattern, table in DEFAULTS:
+            found = {}
+            for match in re.finditer(pattern, SOURCES):
+                name = table or match["table"].strip('"')
+                found[TABLE_NAMES.get(name, name), match["key"]] = match["text"]
+            self.assertGreater(len(found), 1, pattern)
+            self.assertEqual(found, {(table, key): english[table].get(key) for table, key in found})
 
     def testIcons(self):
         for name, size in ICONS.items():

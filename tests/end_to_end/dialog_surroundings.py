@@ -106,12 +106,13 @@ class DialogTest(EndToEndTest):
             isTests = folder.endswith("/Tests")
             return [name for name in names if name in without or isTests and name != os.path.basename(DRIVER)]
 
-        shutil.copytree(CONTENTS, self.path("Contents"), ignore=ignored)
-        return self.path("Contents/Tests/" + os.path.basename(DRIVER))
+        self.contents = tempfile.mkdtemp(dir=self.folder) + "/Contents"
+        shutil.copytree(CONTENTS, self.contents, ignore=ignored)
+        return f"{self.contents}/Tests/{os.path.basename(DRIVER)}"
 
     def writeTable(self, table, **entries):
-        """A table of the language "xx" in the copied bundle."""
-        folder = self.path("Contents/Resources/xx.lproj")
+        """A table of the language "xx" in the bundle copied last."""
+        folder = self.contents + "/Resources/xx.lproj"
         os.makedirs(folder, exist_ok=True)
         with open(f"{folder}/{table}.strings", "w") as file:
             file.writelines(f'{key} = "{text}";' for key, text in entries.items())

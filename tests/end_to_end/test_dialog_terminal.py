@@ -96,10 +96,14 @@ class Questions(DialogTest):
             self.writeTable("Localizable", terminal_yes_no_default_yes="\\U009b", button_no="Nein")
             self.answer(("field", HOST, ""), ((QUESTION, b"alice\n"), (b". ? ", b"nein\n")), program=driver,
                         change={"AUTH_LANGUAGE": "xx"}, stdout=b"[alice] forget\n")
+        with self.subTest("without titles"):
+            self.writeTable("vantorSuiteSSH", field_ssh_username="", remember_ssh_username="")
+            self.answer(("field", HOST, "bob"), ((b" [bob] ", b"alice\n"), (b" ? ", b"\n")), program=driver,
+                        change={"AUTH_LANGUAGE": "xx"}, stdout=b"[alice] remember\n")
         with self.subTest("an error line is one line"):
-            self.writeTable("vantorSuiteSSH", error_create_dialog="a\\nqueltoSSH(E01): b\\U001b")
+            self.writeTable("vantorSuiteSSH", error_create_dialog="a\\nqueltoSSH(E01): b\\U001b \\U200f\\U05d0")
             failed = self.start("field", HOST, "", program=driver, change={"AUTH_LANGUAGE": "xx"})
-            self.assertEnds(failed, stderr=b"queltoSSH(E02): a?queltoSSH(E01): b?\n", status=255)
+            self.assertEnds(failed, stderr="queltoSSH(E02): aqueltoSSH(E01): b \u200f\u05d0\n".encode(), status=255)
 
     def testTypedAheadIsNoAnswer(self):
         terminal, slave = self.openTerminal()
@@ -141,15 +145,20 @@ def change(*changes):
     return find
 
 
+IUTF8 = 0o40000  # the module does not name it
+# Asks for no change at all.
+asUsual = change((tty.IFLAG, IUTF8, 0))
+countBytes = change((tty.IFLAG, 0, IUTF8))
+lowerCapitals = change((tty.IFLAG, termios.IUCLC, 0))
 hideKeys = change((tty.LFLAG, 0, termios.ECHO))
 dropReturns = change((tty.IFLAG, termios.IGNCR, termios.ICRNL))
 dropEighthBits = change((tty.IFLAG, termios.ISTRIP, 0))
 turnLineEnds = change((tty.IFLAG, termios.INLCR, 0), (tty.OFLAG, 0, termios.ONLCR))
 takeKeysAway = change()
-# Of the signals with a name, those that end a process by default and can be handled.
+# Those with a name that end a process by default and can be handled; of the real-time ones the first and the last.
 ENDING = set(signal.Signals) - {
     signal.SIGKILL, signal.SIGSTOP, signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH, signal.SIGTSTP,
-    signal.SIGTTIN, signal.SIGTTOU, signal.SIGRTMIN, signal.SIGRTMAX}
+    signal.SIGTTIN, signal.SIGTTOU}
 
 
 class Modes(DialogTest):
@@ -172,8 +181,8 @@ class Modes(DialogTest):
 
         answered, cancelled = {"stdout": b"[alice] remember\n"}, {"status": 255, "stderr": C01}
         for name, find, end, expected in (
-                ("as usual, answered", lambda slave: None, press(b"alice\n\n"), answered),
-                ("as usual, Ctrl-C", lambda slave: None, press(b"\x03"), ended(signal.SIGINT)),
+                ("as usual, answered", asUsual, press(b"alice\n\n"), answered),
+                ("as usual, Ctrl-C", asUsual, press(b"\x03"), ended(signal.SIGINT)),
                 ("raw, answered", tty.setraw, press(b"alice\r\r"), answered),
                 ("raw, cancelled", tty.setraw, press(b"\x04"), cancelled),
                 ("raw, Ctrl-C", tty.setraw, press(b"\x03"), ended(signal.SIGINT)),
@@ -184,6 +193,9 @@ class Modes(DialogTest):
                 ("eighth bits dropped, answered", dropEighthBits, press("jürgen\n\n".encode()),
                  {"stdout": "[jürgen] remember\n".encode()}),
                 ("line ends turned, answered", turnLineEnds, press(b"alice\n\n"), answered),
+                ("bytes for letters, corrected", countBytes, press("al\u00fc\x7fice\n\n".encode()), answered),
+                ("capitals lowered, answered", lowerCapitals, press(b"Alice\n\n"),
+                 {"stdout": b"[Alice] remember\n"}),
                 ("no keys, corrected", takeKeysAway, press(b"bob\x15alx\x7fice\n\n"), answered),
                 ("no keys, cancelled", takeKeysAway, press(b"\x04"), cancelled),
                 ("no keys, Ctrl-C", takeKeysAway, press(b"\x03"), ended(signal.SIGINT))):

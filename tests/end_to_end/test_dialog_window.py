@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import plistlib
 import re
 import shutil
 import signal
@@ -27,6 +28,18 @@ WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
 
 
 class Keys(DialogTest):
+    def write(self, path, text):
+        path = f"{self.home}/{path}"
+        os.makedirs(os.path.dirname(path))
+        with open(path, "w") as file:
+            file.write(text)
+
+    def assertFits(self):
+        told = self.xdotool("getwindowfocus", "getwindowgeometry", "--shell").stdout.decode()
+        place = {name: int(value) for name, value in re.findall(r"(\w+)=(\d+)", told)}
+        self.assertLessEqual(place["X"] + place["WIDTH"], 800)
+        self.assertLessEqual(place["Y"] + place["HEIGHT"], 600)
+
     def testFieldIsAnswered(self):
         self.addDisplay()
         for name, value, keys, answer in (
@@ -38,6 +51,8 @@ class Keys(DialogTest):
                 ("through every control", "", (":bob", "Tab", "space", "Tab", "Tab", "Return"), "[bob] forget"),
                 ("backwards", "", (":bob", "shift+Tab", "shift+Tab", "shift+Tab", "space", "shift+Tab", "Return"),
                  "[bob] forget"),
+                ("Enter on the check box", "", (":bob", "Tab", "Return"), "[bob] remember"),
+                ("that of the keypad", "", (":bob", "Tab", "space", "KP_Enter"), "[bob] forget"),
                 ("all the way round", "", ("Tab", "Tab", "Tab", "Tab", ":bob", "Return"), "[bob] remember"),
                 ("a letter being composed is given up alone", "", ("ctrl+shift+u", ":e9", "Escape", ":bob", "Return"),
                  "[bob] remember")):
@@ -49,19 +64,28 @@ class Keys(DialogTest):
     def testLongTextsFitOnTheScreen(self):
         self.addDisplay()
         driver, long, huge = self.copiedDriver(), "h" * 300, "x" * 65534  # the most that a field takes
-        keys = ("title_ssh_username", "message_ssh_username", "field_ssh_username", "remember_ssh_username",
-                "button_ok", "button_cancel")
-        self.writeTable("vantorSuiteSSH", **dict.fromkeys(keys, huge))
+        keys = ("field_ssh_username", "remember_ssh_username", "button_ok", "button_cancel")
+        # Together more than a request may hold, in which one such letter doubles a text.
+        self.writeTable("vantorSuiteSSH", **{key: key + "é" + huge * 50 for key in keys}, title_ssh_username=huge,
+                        message_ssh_username="%1$@" * 1000)
         for name, host, value, language in (("long", long, long, "en"), ("huge", huge, huge, "en"),
                                             ("words", "word " * 13000, "", "de"), ("texts", huge, huge, "xx")):
             with self.subTest(name):
                 process = self.askInWindow("field", host, value, program=driver, change={"AUTH_LANGUAGE": language})
-                place = dict(re.findall(r"(\w+)=(\d+)", self.xdotool("getwindowfocus", "getwindowgeometry",
-                                                                     "--shell").stdout.decode()))
-                self.assertLessEqual(int(place["X"]) + int(place["WIDTH"]), 800)
-                self.assertLessEqual(int(place["Y"]) + int(place["HEIGHT"]), 600)
+                self.assertFits()
                 self.press("Return")
                 self.assertEnds(process, f"[{value}] remember\n".encode())
+
+    def testLargeFontFitsOnTheScreen(self):
+        self.addDisplay()
+        self.write(".config/gtk-4.0/settings.ini", "[Settings]\ngtk-font-name=Sans 22\n")
+        for words in ("field", HOST, "bob"), ("alert",):
+            for language in ("de", "ru"):
+                with self.subTest(words[0], language=language):
+                    process = self.askInWindow(*words, change={"AUTH_LANGUAGE": language})
+                    self.assertFits()
+                    self.press("Escape")
+                    process.wait(LIMIT)
 
     def testPictureTellsTheKind(self):
         self.addDisplay()
@@ -104,9 +128,7 @@ class Keys(DialogTest):
 
     def testWindowManagerCloses(self):
         self.addDisplay()
-        os.makedirs(self.home + "/.config/openbox")
-        with open(self.home + "/.config/openbox/rc.xml", "w") as file:
-            file.write(WINDOW_MANAGER)
+        self.write(".config/openbox/rc.xml", WINDOW_MANAGER)
         manager = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", "openbox"], env=self.environment,
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(endService, manager)
@@ -161,9 +183,13 @@ class AssistiveTechnology(DialogTest):
         return waitUntil(find)
 
     def windowAround(self, part):
-        while part.get_role_name() != "frame":
+        while part.get_role_name() != "dialog":
             part = part.get_parent()
         return part
+
+    def relations(self, part):
+        relations = part.get_relation_set()
+        return [(relation.get_relation_type(), relation.get_target(0).get_name()) for relation in relations]
 
     def testLettersBeyondAscii(self):
         process = self.askInWindow("field", HOST, "")
@@ -194,17 +220,38 @@ class AssistiveTechnology(DialogTest):
                 field, checkBox = parts[3][2], parts[4][2]
                 self.assertEqual(Atspi.Text.get_text(field, 0, Atspi.Text.get_character_count(field)), "bob")
                 self.assertTrue(checkBox.get_state_set().contains(Atspi.StateType.CHECKED))
-                weights = [int(Atspi.Text.get_default_attributes(part[2])["weight"]) for part in parts[:2]]
-                self.assertEqual(weights, [700, 400])
+                runs = [Atspi.Text.get_attribute_run(part[2], 0, True)[0] for part in parts[:2]]
+                self.assertEqual([int(run["weight"]) for run in runs], [700, 400])
                 window = self.windowAround(field)
                 self.assertEqual(window.get_name(), "queltoSSH " + text["title_ssh_username"])
-                self.assertEqual([(relation.get_relation_type(), relation.get_target(0).get_name())
-                                  for relation in window.get_relation_set()],
-                                 [(Atspi.RelationType.LABELLED_BY, parts[0][1]),
-                                  (Atspi.RelationType.DESCRIBED_BY, parts[1][1])])
+                described = Atspi.RelationType.DESCRIBED_BY, parts[1][1]
+                self.assertEqual(self.relations(window), [(Atspi.RelationType.LABELLED_BY, parts[0][1]), described])
+                self.assertIn(described, self.relations(field))
                 self.press("Escape")
                 self.assertEnds(process, status=255,
                                 stderr=f"queltoSSH(C01): {text['error_canceled']}\n".encode())
+
+    def testAlert(self):
+        process = self.askInWindow("alert")
+        parts = self.look(process)
+        default = parts[-1][2]
+        self.assertTrue(default.get_state_set().contains(Atspi.StateType.FOCUSED))
+        self.assertIn((Atspi.RelationType.DESCRIBED_BY, parts[1][1]), self.relations(default))
+        self.assertEqual(self.windowAround(default).get_name(), "queltoSSH " + parts[0][1])
+        self.press("Escape")
+        self.assertEnds(process, b"false\n")
+
+    def testTitlesMayBeEmpty(self):
+        driver = self.copiedDriver()
+        self.writeTable("vantorSuiteSSH", field_ssh_username="", remember_ssh_username="")
+        for keys, answer in (((":alice", "Return"), b"[alice] remember\n"),
+                             ((":alice", "Tab", "space", "Return"), b"[alice] forget\n")):
+            with self.subTest(answer):
+                process = self.askInWindow("field", HOST, "", program=driver, change={"AUTH_LANGUAGE": "xx"})
+                _, message, *parts = [part[:2] for part in self.look(process)]
+                self.assertEqual(parts[:2], [("text", message[1]), ("check box", message[1])])
+                self.press(*keys)
+                self.assertEnds(process, answer)
 
     def testMessageIsPlainText(self):
         for name, host, shown in (("markup", "<b>&amp;</b>", "<b>&amp;</b>"), ("broken markup", "<b>&", "<b>&"),
@@ -280,7 +327,9 @@ class WithoutWindow(DialogTest):
                 ("nobody at the display", DRIVER, {"DISPLAY": nowhere}),
                 ("nobody at the Wayland display", DRIVER,
                  {"WAYLAND_DISPLAY": "nowhere", "XDG_RUNTIME_DIR": self.folder}),
-                ("no program that draws", self.copiedDriver("quelto-dialog"), {"DISPLAY": there})):
+                ("no program that draws", self.copiedDriver("quelto-dialog"), {"DISPLAY": there}),
+                ("no way to write the request down", self.copiedDriver("libquelto_property_list.so"),
+                 {"DISPLAY": there})):
             with self.subTest(name):
                 # Well below the time for which a hung display is waited for.
                 failed = self.start("field", HOST, "bob", program=program, change=change)
@@ -292,6 +341,26 @@ class WithoutWindow(DialogTest):
                 readUntil(terminal, b"[bob] ")
                 terminal.write(b"alice\nn\n")
                 self.assertEndsOnTerminal(process, b"[alice] forget\n")
+
+
+    def testNothingIsShownForWhatIsNoRequest(self):
+        self.addDisplay()
+
+        def frame(payload):
+            return len(payload).to_bytes(4, "little") + payload
+
+        for name, request in (("nothing in it", frame(b"")), ("no property list", frame(b"queltoSSH")),
+                              ("no entries", frame(plistlib.dumps({}, fmt=plistlib.FMT_BINARY))),
+                              ("no dictionary", frame(plistlib.dumps(["a"], fmt=plistlib.FMT_BINARY))),
+                              ("endless", b"\xff\xff\xff\xff")):
+            with self.subTest(name):
+                reader, writer = os.pipe()
+                self.addCleanup(os.close, writer)
+                os.write(writer, request)
+                process = self.start("-c", f'exec "$0" 3<&{reader} 4>&1', CONTENTS + "/Resources/quelto-dialog",
+                                     program="/bin/bash", pass_fds=[reader])
+                os.close(reader)
+                self.assertEnds(process, status=1)
 
 
 class Privacy(DialogTest):

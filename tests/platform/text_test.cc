@@ -49,6 +49,16 @@ TEST(Text, OfOneLineHasNoControlCharacters) {
   EXPECT_EQ(singleLineText("a\n\tb\x1b\x7f\u009B\u2028 \u00E9\u202E\xFF\xC3"), "ab \u00E9\u202E\xFF\xC3");
 }
 
+TEST(Text, IsCutBetweenScalars) {
+  EXPECT_EQ(beginningOf("ab\u00E9", 4), "ab\u00E9");
+  EXPECT_EQ(beginningOf("ab\u00E9", 3), "ab");
+  EXPECT_EQ(beginningOf("a\u20ACb", 4), "a\u20AC");
+  EXPECT_EQ(beginningOf("a\u20AC", 2), "a");
+  EXPECT_EQ(beginningOf("a\U0001F600", 4), "a");
+  EXPECT_EQ(beginningOf("\u00E9", 0), "");
+  EXPECT_EQ(beginningOf("\x80\x80\x80\x80\x80\x80", 5), "\x80\x80\x80\x80\x80") << "no scalar";
+}
+
 TEST(Text, EqualityIsCanonical) {
   EXPECT_TRUE(isCanonicallyEqual("\u00E9", "e\u0301"));
   EXPECT_TRUE(isCanonicallyEqual("\u212A", "K")) << "one side may be ASCII";

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <vector>
 
 namespace quelto::ui {
 namespace {
@@ -29,6 +30,17 @@ TEST(Formatted, FillsPlaceholdersAndNeverFails) {
   };
   for (const Row& row : rows) EXPECT_EQ(formatted(row.format, arguments), row.text) << row.format;
   EXPECT_EQ(formatted("%@%1$@", {}), "");
+}
+
+TEST(Formatted, IsBoundedAndCutsNoScalar) {
+  std::string letters = "a";
+  while (letters.size() < maximumFormattedSize) letters += "\u00E9";
+  const std::vector<std::string> arguments{letters};
+  EXPECT_EQ(formatted("%@", arguments), letters.substr(0, maximumFormattedSize - 1));
+  EXPECT_EQ(formatted("b%@", arguments).size(), maximumFormattedSize) << "all that fits";
+  std::string format;
+  for (int count = 0; count < 100000; ++count) format += "%1$@";
+  EXPECT_EQ(formatted(format, arguments), letters.substr(0, maximumFormattedSize - 1));
 }
 
 }  // namespace
