@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdio>
 #include <filesystem>
 
 #include "platform/keychain/failure.h"
@@ -73,6 +74,32 @@ std::string temporaryNameFor(const char* name) {
   return result;
 }
 
+std::string pathThrough(const UniqueFd& opened) { return "/proc/self/fd/" + std::to_string(opened.get()); }
+
+/// Under a name of its own until it has `name`, which is left behind only by a process that is killed here.
+bool publishRenamed(const UniqueFd& folder, const char* name, std::string_view content) {
+  const std::string temporary = temporaryNameFor(name);
+  const UniqueFd file(::openat(folder.get(), temporary.c_str(),
+                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, fileMode));
+  if (!file) return false;
+  const auto isTaken = [](int result) { return result == 0 || errno == EEXIST; };
+  // Some file systems have no links, and others no rename that replaces nothing.
+  const bool isThere =
+      writeWhole(file, content) &&
+      (isTaken(::linkat(folder.get(), temporary.c_str(), folder.get(), name, 0)) ||
+       isTaken(::renameat2(folder.get(), temporary.c_str(), folder.get(), name, RENAME_NOREPLACE)));
+  const bool isTidy = ::unlinkat(folder.get(), temporary.c_str(), 0) == 0 || errno == ENOENT;
+  return isThere && isTidy;
+}
+
+/// Without any name until it has `name`: of a process that is killed nothing stays.
+bool publishUnnamed(const UniqueFd& folder, const UniqueFd& file, const char* name,
+                    std::string_view content) {
+  return writeWhole(file, content) &&
+         (::linkat(AT_FDCWD, pathThrough(file).c_str(), folder.get(), name, AT_SYMLINK_FOLLOW) == 0 ||
+          errno == EEXIST);
+}
+
 void makeFolder(const std::filesystem::path& path) {
   std::error_code ignored;
   if (path.has_relative_path() && !std::filesystem::exists(path.parent_path(), ignored)) {
@@ -82,6 +109,10 @@ void makeFolder(const std::filesystem::path& path) {
     if (errno == EEXIST) return;
     throw Failure(errSecNotAvailable);
   }
+  // The umask may have taken rights from the owner too. Not by name: whoever may write above could have put a
+  // link there by now.
+  const UniqueFd made(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!made || ::chmod(pathThrough(made).c_str(), folderMode) != 0) throw Failure(errSecIO);
   // The folder's own name has to survive a loss of power as well as what will be in it.
   const UniqueFd parent(::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!parent || ::fsync(parent.get()) != 0) throw Failure(errSecIO);
@@ -143,16 +174,11 @@ std::optional<Secret> PrivateFolder::read(const char* name, std::size_t maximumS
 }
 
 void PrivateFolder::publish(const char* name, std::string_view content) const {
-  const std::string temporary = temporaryNameFor(name);
-  const UniqueFd file(::openat(folder_.get(), temporary.c_str(),
-                               O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, fileMode));
-  if (!file) throw Failure(errSecIO);
-  // A link, other than a rename, never replaces what is there.
-  const bool isThere =
-      writeWhole(file, content) &&
-      (::linkat(folder_.get(), temporary.c_str(), folder_.get(), name, 0) == 0 || errno == EEXIST);
-  const bool isTidy = ::unlinkat(folder_.get(), temporary.c_str(), 0) == 0;
-  if (!isThere || !isTidy || ::fsync(folder_.get()) != 0) throw Failure(errSecIO);
+  const UniqueFd unnamed(::openat(folder_.get(), ".", O_WRONLY | O_TMPFILE | O_CLOEXEC, fileMode));
+  const bool hasNone = !unnamed && (errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT);
+  const bool isThere = hasNone ? publishRenamed(folder_, name, content)
+                               : unnamed && publishUnnamed(folder_, unnamed, name, content);
+  if (!isThere || ::fsync(folder_.get()) != 0) throw Failure(errSecIO);
 }
 
 UniqueFd PrivateFolder::openOrMakeFile(const char* name) const {
@@ -167,7 +193,7 @@ UniqueFd PrivateFolder::openOrMakeFile(const char* name) const {
 
 std::string PrivateFolder::pathOf(const char* name) const {
   std::error_code error;
-  const auto path = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(folder_.get()), error);
+  const auto path = std::filesystem::read_symlink(pathThrough(folder_), error);
   if (error) throw Failure(errSecNotAvailable);
   return (path / name).string();
 }

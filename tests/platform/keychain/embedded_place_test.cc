@@ -7,10 +7,6 @@
 #include <map>
 #include <sstream>
 
-#include "platform/keychain/embedded/item_index.h"
-#include "platform/keychain/embedded/master_key.h"
-#include "platform/keychain/embedded/stored_item.h"
-#include "platform/keychain/embedded/transaction.h"
 #include "platform/keychain/failure.h"
 #include "platform/module.h"
 #include "tests/platform/keychain/embedded_surroundings.h"
@@ -96,27 +92,27 @@ struct PlaceRow {
   const char* command;
   const char* sql;
   OSStatus status;
-  bool forRootOnly = false;
 };
 
 const PlaceRow placeRows[] = {
     {"folder that the group may enter", "chmod 710 .", "", errSecNotAvailable},
     {"folder that all may read", "chmod 704 .", "", errSecNotAvailable},
     {"read-only folder", "chmod 500 .", "", errSecNotAvailable},
-    {"folder of somebody else", "chown 65534 .", "", errSecNotAvailable, true},
     {"link to the folder", "mv ../keychain ../k && ln -s k ../keychain", "", errSecNotAvailable},
     {"file for a folder", "rm -r ../keychain && : >../keychain", "", errSecNotAvailable},
     {"group-readable database", "chmod 640 keychain.sqlite", "", errSecNotAvailable},
     {"read-only database", "chmod 400 keychain.sqlite", "", errSecNotAvailable},
-    {"database of somebody else", "chown 65534 keychain.sqlite", "", errSecNotAvailable, true},
     {"link to the database", "mv keychain.sqlite k && ln -s k keychain.sqlite", "", errSecNotAvailable},
     {"FIFO for a database", "rm keychain.sqlite && mkfifo -m 600 keychain.sqlite", "", errSecNotAvailable},
-    {"no database but a key", "rm keychain.sqlite", "", errSecNotAvailable},
+    {"no database but a key", "rm keychain.[qs]*", "", errSecNotAvailable},
+    {"no database but a queue", "rm keychain.s* master.key", "", errSecNotAvailable},
+    {"no database but a journal", "rm keychain.sqlite keychain.queue master.key", "", errSecNotAvailable},
     {"newer database", "", "PRAGMA user_version = 2; DROP TABLE entry", errSecNotAvailable},
+    {"newer database in WAL", "", "PRAGMA user_version = 2; PRAGMA journal_mode = WAL", errSecNotAvailable},
     {"no item table", "", "DROP TABLE item", errSecIO},
+    {"view for a table", "", "ALTER TABLE item RENAME TO i; CREATE VIEW item AS SELECT * FROM i", errSecIO},
     {"other bytes", "head -c 99999 /dev/zero >keychain.sqlite", "", errSecIO},
     {"group-readable key", "chmod 640 master.key", "", errSecNotAvailable},
-    {"key of somebody else", "chown 65534 master.key", "", errSecNotAvailable, true},
     {"link to the key", "mv master.key k && ln -s k master.key", "", errSecNotAvailable},
     {"no key", "rm master.key", "", errSecAuthFailed},
     {"neither key nor key check", "rm master.key", "DELETE FROM key_check", errSecAuthFailed},
@@ -126,23 +122,40 @@ const PlaceRow placeRows[] = {
     {"key with more behind it", "truncate -s 33 master.key", "", errSecAuthFailed},
 };
 
+void expectRefusedAndLeftAlone(const PlaceRow& row) {
+  SCOPED_TRACE(row.name);
+  const KeychainFolder folder;
+  EmbeddedKeychain open(folder.path());
+  ASSERT_EQ(addItem(open, "alice"), errSecSuccess);
+  folder.runSql(row.sql);
+  ASSERT_EQ(
+      std::system(("cd " + folder.path() + " && " + (*row.command != '\0' ? row.command : ":")).c_str()), 0);
+  const auto before = stateOf(folder.above());
+  EXPECT_EQ(answersOf(open), std::to_string(row.status)) << "opened before";
+  // A slash at the end would follow a link.
+  EmbeddedKeychain later(folder.path() + "/");
+  EXPECT_EQ(answersOf(later), std::to_string(row.status));
+  EXPECT_TRUE(stateOf(folder.above()) == before);
+}
+
 TEST(EmbeddedPlace, IsRefusedAndLeftAloneWhenItIsNotAsItWas) {
-  for (const PlaceRow& row : placeRows) {
-    if (row.forRootOnly && ::geteuid() != 0) continue;  // only root can give a file away
-    const KeychainFolder folder;
-    EmbeddedKeychain open(folder.path());
-    ASSERT_EQ(addItem(open, "alice"), errSecSuccess);
-    folder.runSql(row.sql);
-    ASSERT_EQ(
-        std::system(("cd " + folder.path() + " && " + (*row.command != '\0' ? row.command : ":")).c_str()),
-        0);
-    const auto before = stateOf(folder.above());
-    EXPECT_EQ(answersOf(open), std::to_string(row.status)) << row.name << ", opened before";
-    // A slash at the end would follow a link.
-    EmbeddedKeychain later(folder.path() + "/");
-    EXPECT_EQ(answersOf(later), std::to_string(row.status)) << row.name;
-    EXPECT_TRUE(stateOf(folder.above()) == before) << row.name;
-  }
+  for (const PlaceRow& row : placeRows) expectRefusedAndLeftAlone(row);
+}
+
+TEST(EmbeddedPlace, IsRefusedAndLeftAloneWhenItIsSomebodyElses) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  expectRefusedAndLeftAlone({"folder", "chown 65534 .", "", errSecNotAvailable});
+  expectRefusedAndLeftAlone({"database", "chown 65534 keychain.sqlite", "", errSecNotAvailable});
+  expectRefusedAndLeftAlone({"key", "chown 65534 master.key", "", errSecNotAvailable});
+}
+
+TEST(EmbeddedPlace, RunsNoTriggerThatSomebodyPutThere) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+  folder.runSql("CREATE TRIGGER t AFTER INSERT ON item BEGIN DELETE FROM item WHERE id = 1; END");
+  EXPECT_EQ(addItem(store, "bob"), errSecSuccess);
+  EXPECT_EQ(findItem(store, "alice"), errSecSuccess);
 }
 
 TEST(EmbeddedPlace, IsRefusedWhenAnyBitOfTheKeyIsTurnedOrTheDatabaseIsCutAnywhere) {
@@ -171,7 +184,7 @@ TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
     mode_t mask;
     bool isFolderThere;
   };
-  for (const Row& row : {Row{0000, false}, Row{0077, false}, Row{0000, true}, Row{0777, true}}) {
+  for (const Row& row : {Row{0000, false}, Row{0077, false}, Row{0000, true}, Row{0777, false}}) {
     const KeychainFolder folder;
     const std::string below = folder.path() + "/below";
     EmbeddedKeychain store(below);
@@ -182,6 +195,7 @@ TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
     const mode_t before = ::umask(row.mask);
     EXPECT_EQ(addItem(store, "alice"), errSecSuccess);
     ::umask(before);
+    EXPECT_EQ(fs::status(folder.path()).permissions(), fs::perms{row.isFolderThere ? 0755U : 0700U});
     EXPECT_EQ(fs::status(below).permissions(), fs::perms{0700});
     for (const auto& entry : fs::directory_iterator(below)) {
       EXPECT_EQ(entry.status().permissions(), fs::perms{0600}) << entry.path();
@@ -222,6 +236,7 @@ TEST(EmbeddedItem, DoesNotOpenWhenItsRowWasAltered) {
       {"no attributes of ours", "attributes = x'00000001'"},
       {"another label", "attributes = CAST(replace(CAST(attributes AS TEXT), 'svn: a', 'svn: A') AS BLOB)"},
       {"another class", "class = 2"},
+      {"neither class nor attributes of ours", "class = 2, attributes = x'00000001'"},
       {"another number", "id = 3"},
       {"no secret", "sealed = x''"},
       {"other nonce", "sealed = CAST(zeroblob(12) || substr(sealed, 13) AS BLOB)"},
@@ -237,21 +252,49 @@ TEST(EmbeddedItem, DoesNotOpenWhenItsRowWasAltered) {
     EXPECT_EQ(store.find(matchOf("alice"), Want::attributes, found), errSecAuthFailed) << name;
     EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, Secret("x")), errSecAuthFailed) << name;
     EXPECT_NE(addItem(store, "alice"), errSecSuccess) << name;
+    EXPECT_EQ(findItem(store, "mallory") + addItem(store, "bob"), errSecSuccess) << name;
+    EXPECT_EQ(store.add({ItemClass::internetPassword, {{"server", "host"}}, {}}, {"server"}), errSecSuccess)
+        << name;
+    EXPECT_EQ(store.remove(matchOf("alice"), HowMany::first), errSecSuccess) << name;
+    EXPECT_EQ(addItem(store, "alice"), errSecSuccess) << name;
+    // By the label too: nothing is left of the old one.
+    EXPECT_EQ(store.find({ItemClass::genericPassword, {{"label", "svn: alice"}}}, Want::attributes, found),
+              errSecSuccess)
+        << name;
   }
 }
 
-TEST(EmbeddedItem, CanBeRemovedWhenItDoesNotOpen) {
+TEST(EmbeddedItem, IsSealedForItsNumberWhichNoOtherGetsAndForItsClass) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  const auto addAgain = [&store] {
+    return store.remove(matchOf("alice"), HowMany::all) + addItem(store, "alice");
+  };
+  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+  folder.runSql("CREATE TABLE old AS SELECT * FROM item");
+  ASSERT_EQ(addAgain(), errSecSuccess);
+  folder.runSql("UPDATE item SET (attributes, sealed) = (SELECT attributes, sealed FROM old)");
+  EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed) << "a secret that was removed";
+  ASSERT_EQ(addAgain(), errSecSuccess);
+  folder.runSql("UPDATE item SET class = 2; UPDATE combination SET class = 2");
+  Item found;
+  EXPECT_EQ(store.find({ItemClass::internetPassword, matchOf("alice").attributes}, Want::attributes, found),
+            errSecAuthFailed);
+}
+
+TEST(EmbeddedItem, IsNotRemovedForAListThatIsWrongAboutIt) {
   const KeychainFolder folder;
   EmbeddedKeychain store(folder.path());
   ASSERT_EQ(addItem(store, "alice") + addItem(store, "bob"), errSecSuccess);
-  folder.runSql(
-      "UPDATE item SET attributes = CAST(replace(CAST(attributes AS TEXT), 'svn: a', 'svn: A') AS BLOB)");
-  EXPECT_EQ(store.remove(matchOf("alice"), HowMany::first), errSecSuccess);
+  folder.runSql("UPDATE OR REPLACE entry SET item = 2 WHERE item = 1");
+  EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed);
+  EXPECT_EQ(store.remove(matchOf("alice"), HowMany::all), errSecItemNotFound);
   EXPECT_EQ(addItem(store, "alice"), errSecSuccess);
-  Item found;
-  EXPECT_EQ(store.find({ItemClass::genericPassword, {{"label", "svn: alice"}}}, Want::attributes, found),
-            errSecSuccess)
-      << "nothing is left of the old one";
+  EXPECT_EQ(findItem(store, "bob"), errSecSuccess);
+  folder.runSql("UPDATE combination SET class = 2");
+  EXPECT_EQ(store.remove({ItemClass::internetPassword, matchOf("bob").attributes}, HowMany::all),
+            errSecItemNotFound);
+  EXPECT_EQ(findItem(store, "bob"), errSecSuccess);
 }
 
 TEST(EmbeddedItem, IsNotGivenOutWrongWhereverABitOfTheDatabaseIsTurned) {
@@ -273,38 +316,6 @@ TEST(EmbeddedItem, LeavesNoPlainSecretAndNothingOfWhatWasRemoved) {
   EXPECT_NE(contentOf(folder.database()).find("svn: alice"), std::string::npos);
   ASSERT_EQ(store.remove(matchOf("alice"), HowMany::all), errSecSuccess);
   EXPECT_EQ(contentOf(folder.database()).find("svn: alice"), std::string::npos);
-}
-
-TEST(EmbeddedItem, IsFoundTheSameWayOnceItsNamesAreIndexedTogether) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  const auto item = [](const std::string& tag, const std::string& bits) {
-    return Item{.itemClass = ItemClass::key, .attributes = {{"tag", tag}, {"bits", bits}}, .secret = {}};
-  };
-  ASSERT_EQ(store.add(item("0", "0"), {"label"}), errSecSuccess);
-  embedded::Database database(folder.database(), embedded::Deadline(std::chrono::seconds(9)));
-  const auto place = PrivateFolder::openOrMake(folder.path());
-  {
-    // At once, since each call waits for the disk.
-    embedded::Transaction writing(embedded::Transaction::Writing{database, place});
-    const Secret key = masterKey(database, place);
-    for (int i = 1; i < 300; ++i) {
-      listItem(database, insertItem(database, key, i % 2 != 0 ? item("1", "1") : item("0", "0")));
-    }
-    writing.commit();
-  }
-  const ItemMatch together{ItemClass::key, {{"tag", "0"}, {"bits", "1"}}};
-  Item found;
-  // Each value is in half of the items: the first search of this kind is slow, and learns.
-  EXPECT_EQ(store.find(together, Want::attributes, found), errSecItemNotFound);
-  EXPECT_EQ(database.number("SELECT count(*) FROM entry JOIN combination ON combination.id = combination"
-                            " WHERE missing = 0 AND length(names) > 16"),
-            300);
-  ASSERT_EQ(store.add(item("0", "1"), {"tag", "bits"}), errSecSuccess);
-  EXPECT_EQ(store.find(together, Want::attributes, found), errSecSuccess);
-  EXPECT_EQ(found.attributes, together.attributes);
-  EXPECT_EQ(store.remove(together, HowMany::first), errSecSuccess);
-  EXPECT_EQ(store.find(together, Want::attributes, found), errSecItemNotFound);
 }
 
 }  // namespace

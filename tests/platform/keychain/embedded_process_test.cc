@@ -1,14 +1,19 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -130,6 +135,11 @@ TEST(EmbeddedProcesses, AreServedInTheOrderInWhichTheyCame) {
   }
 }
 
+std::ptrdiff_t filesIn(const KeychainFolder& folder) {
+  std::error_code notMadeYet;
+  return std::distance(std::filesystem::directory_iterator(folder.path(), notMadeYet), {});
+}
+
 TEST(EmbeddedProcesses, KeepWholeItemsOnlyWhenTheyAreKilledAnywhere) {
   // From the very first step on, and so often in a keychain that has items already.
   for (const bool isNew : {true, false}) {
@@ -159,6 +169,7 @@ TEST(EmbeddedProcesses, KeepWholeItemsOnlyWhenTheyAreKilledAnywhere) {
         EXPECT_EQ(findItem(store, std::to_string(added)), errSecSuccess);
       }
       EXPECT_EQ(findItem(store, std::to_string(++added)), errSecItemNotFound);
+      EXPECT_EQ(filesIn(*folder), 4) << "database, journal, key, queue";
     }
   }
 }
@@ -222,22 +233,47 @@ bool isRefusedOnAReadOnlyFileSystem(const KeychainFolder& folder) {
          later.remove(matchOf("alice"), HowMany::all) == errSecNotAvailable;
 }
 
+bool holdsInChild(bool (*holds)(const KeychainFolder&)) {
+  const KeychainFolder folder;
+  return waitStatusOf(inChild([&] { return holds(folder) ? 0 : 1; })) == 0;
+}
+
+TEST(EmbeddedDisk, LosesNothingUnderASizeLimit) { EXPECT_TRUE(holdsInChild(isWholeUnderASizeLimit)); }
+
 TEST(EmbeddedDisk, LosesNothingWhenItCannotBeWritten) {
-  struct Row {
-    const char* name;
-    bool (*holds)(const KeychainFolder&);
-    bool forRootOnly;
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can mount";
+  EXPECT_TRUE(holdsInChild(isWholeOnAFullDisk));
+  EXPECT_TRUE(holdsInChild(makesNothingOnAFullDisk)) << "full from the beginning";
+  EXPECT_TRUE(holdsInChild(isRefusedOnAReadOnlyFileSystem));
+}
+
+/// From now on this process is on file systems without nameless files, and without what the last call does.
+bool refuseNamelessFilesAnd(unsigned call) {
+  constexpr unsigned nameless = O_TMPFILE & ~O_DIRECTORY;
+  sock_filter steps[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 4, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat, 0, 2),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
+      BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, nameless, 1, 0),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
   };
-  const Row rows[] = {
-      {"file size limit", isWholeUnderASizeLimit, false},
-      {"full disk", isWholeOnAFullDisk, true},
-      {"full from the beginning", makesNothingOnAFullDisk, true},
-      {"read-only file system", isRefusedOnAReadOnlyFileSystem, true},
-  };
-  for (const Row& row : rows) {
-    if (row.forRootOnly && ::geteuid() != 0) continue;  // only root can mount
+  const sock_fprog program{.len = std::size(steps), .filter = steps};
+  return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+         ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST(EmbeddedDisk, IsUsedWithoutNamelessFilesAndWithoutLinksOrRenamesThatReplaceNothing) {
+  for (const unsigned call : {unsigned{SYS_linkat}, unsigned{SYS_renameat2}}) {
     const KeychainFolder folder;
-    EXPECT_EQ(waitStatusOf(inChild([&] { return row.holds(folder) ? 0 : 1; })), 0) << row.name;
+    EXPECT_EQ(waitStatusOf(inChild([&] {
+                EmbeddedKeychain store(folder.path());
+                return refuseNamelessFilesAnd(call) && addItem(store, "alice") == errSecSuccess ? 0 : 1;
+              })),
+              0);
+    EXPECT_EQ(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+    EXPECT_EQ(filesIn(folder), 4) << "database, journal, key, queue";
   }
 }
 

@@ -37,7 +37,7 @@ void require(int result) {
 ///   database.
 /// - What is deleted is overwritten.
 /// - Nothing spills into temporary files elsewhere.
-/// - A database that somebody changed is data: nothing in its schema is run.
+/// - A database that somebody changed is data: nothing in its schema is run, triggers and views least of all.
 constexpr const char* connectionSettings =
     "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;"
     "PRAGMA secure_delete = ON; PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;";
@@ -85,10 +85,10 @@ Database::Database(const std::string& path, const Deadline& deadline) : deadline
   require(result);
   // SQLite falls back to reading.
   if (sqlite3_db_readonly(opened, "main") != 0) throw Failure(errSecNotAvailable);
-  for (const int setting :
-       {SQLITE_DBCONFIG_DEFENSIVE, SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW}) {
-    require(sqlite3_db_config(opened, setting, setting == SQLITE_DBCONFIG_DEFENSIVE ? 1 : 0, nullptr));
+  for (const int runs : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW}) {
+    require(sqlite3_db_config(opened, runs, 0, nullptr));
   }
+  requireNoWriteAheadLog();
   waitForLocksAndStopAtDeadline();
   runScript(connectionSettings);
 }
@@ -102,6 +102,23 @@ void Database::waitForLocksAndStopAtDeadline() {
   };
   require(sqlite3_busy_handler(database_.get(), onBusy, this));
   sqlite3_progress_handler(database_.get(), stepsBetweenLooks, onProgress, this);
+}
+
+void Database::requireNoWriteAheadLog() const {
+  // In the file format's header: 2 for a log, 1 for a journal.
+  constexpr sqlite3_int64 readVersionOffset = 19;
+  sqlite3_file* const file = openFile();
+  char readVersion = 0;
+  if (file->pMethods == nullptr) return;  // in memory
+  const int result = file->pMethods->xRead(file, &readVersion, 1, readVersionOffset);
+  if (result != SQLITE_IOERR_SHORT_READ) require(result);
+  if (readVersion == 2) throw Failure(errSecNotAvailable);
+}
+
+sqlite3_file* Database::openFile() const {
+  sqlite3_file* file = nullptr;
+  require(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file));
+  return file;
 }
 
 void Database::requireTime() const {
@@ -127,9 +144,8 @@ std::int64_t Database::lastRow() const { return sqlite3_last_insert_rowid(databa
 bool Database::isInTransaction() const { return sqlite3_get_autocommit(database_.get()) == 0; }
 
 std::int64_t Database::fileSize() const {
-  sqlite3_file* file = nullptr;
+  sqlite3_file* const file = openFile();
   sqlite3_int64 size = 0;
-  require(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file));
   require(file->pMethods->xFileSize(file, &size));
   return size;
 }

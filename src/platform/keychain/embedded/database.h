@@ -9,6 +9,7 @@
 #include "platform/keychain/embedded/deadline.h"
 
 struct sqlite3;
+struct sqlite3_file;
 struct sqlite3_stmt;
 
 /// SQLite with owners. Every call throws Failure: errSecNotAvailable when the file cannot be opened for
@@ -46,6 +47,7 @@ class Statement {
 class Database {
  public:
   /// Opens a database that exists; ":memory:" is an empty one of its own. Waits for locks until `deadline`.
+  /// Fails with errSecNotAvailable, and has written nothing, for one with a write-ahead log.
   Database(const std::string& path, const Deadline& deadline);
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
@@ -98,6 +100,9 @@ class Database {
   };
 
   void waitForLocksAndStopAtDeadline();
+  /// We never make one, and SQLite would fold it into the file before any version is looked at.
+  void requireNoWriteAheadLog() const;
+  [[nodiscard]] sqlite3_file* openFile() const;
   [[nodiscard]] sqlite3_stmt* prepared(const char* sql);
   [[nodiscard]] std::int64_t changes() const;
 

@@ -1,5 +1,7 @@
 #include "platform/keychain/embedded/embedded_keychain.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "platform/keychain/embedded/database.h"
@@ -9,6 +11,7 @@
 #include "platform/keychain/embedded/schema.h"
 #include "platform/keychain/embedded/stored_item.h"
 #include "platform/keychain/embedded/transaction.h"
+#include "platform/keychain/embedded/writers_queue.h"
 #include "platform/keychain/failure.h"
 
 namespace quelto::platform::keychain {
@@ -16,24 +19,40 @@ namespace quelto::platform::keychain {
 using embedded::Database;
 using embedded::Deadline;
 using embedded::ItemSearch;
-using embedded::StoredItem;
 using embedded::Transaction;
+
+namespace {
+
+/// For an item that was listed under values that are not its own. When it is as it was sealed, the list was
+/// damaged and not the item, which somebody else may be looking for.
+bool listAgainWhenIntact(Database& database, const Secret& key, std::int64_t id) {
+  const auto item = loadItem(database, id);
+  const bool isWhole = item && isIntact(database, key, *item);
+  if (isWhole) listItem(database, *item);
+  return isWhole;
+}
+
+}  // namespace
 
 EmbeddedKeychain::EmbeddedKeychain(std::string folder) : path_(std::move(folder)) {}
 EmbeddedKeychain::~EmbeddedKeychain() = default;
 
 /// The folder with the database in its place; absent when there has never been a keychain here. A new
-/// database comes before its key, so a key without a database means that the database is gone.
+/// database comes first of all files, so one of the others without it means that the database is gone.
 std::optional<PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent whenAbsent,
                                                           const Deadline& deadline) const {
   const bool mustExist = openedFile_.has_value();
   const bool mayMake = whenAbsent == WhenAbsent::make && !mustExist;
   auto folder = mayMake ? PrivateFolder::openOrMake(path_) : PrivateFolder::open(path_);
   if (folder) {
-    // The key first: another process may be making both.
-    const bool hasKey = folder->file(embedded::masterKeyName).has_value();
     if (folder->file(embedded::databaseName)) return folder;
-    if (hasKey) throw Failure(errSecNotAvailable);
+    constexpr std::array others{embedded::masterKeyName, embedded::queueName, embedded::journalName};
+    const bool wasHere =
+        std::ranges::any_of(others, [&](const char* name) { return folder->file(name).has_value(); });
+    // Looked at again, since another process may have made all of them meanwhile.
+    if (folder->file(embedded::databaseName)) return folder;
+    // A new database beside an old journal would also be overwritten with what stands in that.
+    if (wasHere) throw Failure(errSecNotAvailable);
     if (mayMake) {
       folder->publish(embedded::databaseName, embedded::emptyDatabase(deadline));
       return folder;
@@ -82,50 +101,17 @@ OSStatus EmbeddedKeychain::withSession(WhenAbsent whenAbsent, const Work& work) 
   return errSecIO;
 }
 
-/// Changes the first match or all in one transaction.
-template <typename Change>
-OSStatus EmbeddedKeychain::changeMatches(const Session& session, const ItemMatch& match, HowMany howMany,
-                                         const Change& change) {
-  Transaction writing(Transaction::Writing{session.database, session.folder});
-  const Secret key = masterKey(session.database, session.folder);
-  ItemSearch search(session.database, match);
-  bool hasChanged = false;
-  while (!hasChanged || howMany == HowMany::all) {
-    const auto item = search.next();
-    if (!item) break;
-    change(*item, key);
-    hasChanged = true;
-  }
-  if (!hasChanged) return errSecItemNotFound;
-  writing.commit();
-  return errSecSuccess;
-}
-
-void EmbeddedKeychain::learn(const Session& session, const ItemMatch& match) {
-  try {
-    Transaction writing(Transaction::Writing{session.database, session.folder});
-    learnCombination(session.database, match.itemClass, match.attributes);
-    writing.commit();
-  } catch (const Failure&) {  // NOLINT(bugprone-empty-catch)
-    // The answer is right all the same, and the next search of this kind will try again.
-  }
-}
-
 OSStatus EmbeddedKeychain::find(const ItemMatch& match, Want want, Item& found) {
   return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
-    std::optional<Transaction> reading(std::in_place, Transaction::Reading{session.database});
+    const Transaction reading(Transaction::Reading{session.database});
     const Secret key = masterKey(session.database, session.folder);
-    ItemSearch search(session.database, match);
-    auto item = search.next();
-    if (item) {
-      // Opened in any case: attributes that were altered are not handed out either.
-      Secret secret = openSecret(session.database, key, *item);
-      found = Item{.itemClass = item->itemClass, .attributes = std::move(item->attributes), .secret = {}};
-      if (want == Want::attributesAndSecret) found.secret = std::move(secret);
-    }
-    reading.reset();
-    if (search.wasSlow()) learn(session, match);
-    return item ? errSecSuccess : errSecItemNotFound;
+    auto item = ItemSearch(session.database, match).next();
+    if (!item) return errSecItemNotFound;
+    // Opened in any case: attributes that were altered are not handed out either.
+    Secret secret = openSecret(session.database, key, *item);
+    found = Item{.itemClass = item->itemClass, .attributes = std::move(item->attributes), .secret = {}};
+    if (want == Want::attributesAndSecret) found.secret = std::move(secret);
+    return errSecSuccess;
   });
 }
 
@@ -144,18 +130,37 @@ OSStatus EmbeddedKeychain::add(const Item& item, const std::vector<std::string>&
 
 OSStatus EmbeddedKeychain::updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) {
   return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
-    return changeMatches(session, match, howMany, [&](const StoredItem& item, const Secret& key) {
-      replaceSecret(session.database, key, item, secret);
-    });
+    Transaction writing(Transaction::Writing{session.database, session.folder});
+    const Secret key = masterKey(session.database, session.folder);
+    ItemSearch search(session.database, match);
+    bool hasChanged = false;
+    while (!hasChanged || howMany == HowMany::all) {
+      const auto item = search.next();
+      if (!item) break;
+      replaceSecret(session.database, key, *item, secret);
+      hasChanged = true;
+    }
+    writing.commit();
+    return hasChanged ? errSecSuccess : errSecItemNotFound;
   });
 }
 
 OSStatus EmbeddedKeychain::remove(const ItemMatch& match, HowMany howMany) {
   return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
-    return changeMatches(session, match, howMany, [&](const StoredItem& item, const Secret& /*key*/) {
-      unlistItem(session.database, item);
-      deleteItem(session.database, item);
-    });
+    Transaction writing(Transaction::Writing{session.database, session.folder});
+    const Secret key = masterKey(session.database, session.folder);
+    ItemSearch search(session.database, match);
+    bool hasGone = false;
+    while (!hasGone || howMany == HowMany::all) {
+      const auto row = search.nextRow();
+      if (!row) break;
+      unlistItem(session.database, row->id);
+      if (!row->item && listAgainWhenIntact(session.database, key, row->id)) continue;
+      deleteItem(session.database, row->id);
+      hasGone = true;
+    }
+    writing.commit();
+    return hasGone ? errSecSuccess : errSecItemNotFound;
   });
 }
 

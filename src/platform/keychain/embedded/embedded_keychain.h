@@ -19,21 +19,22 @@ class Deadline;
 /// Items in a folder of the user's own: keychain.sqlite with the attributes in clear and the secrets sealed
 /// (AES-256-GCM), master.key with the key, keychain.queue for writers to queue up. It protects a copy of the
 /// database alone, and against secrets that are altered or moved to another item; not against who can read
-/// both database and key.
+/// both database and key, nor against an older state that is put back or an item that is hidden.
 ///
 /// The folder and the files are made by the first `add`, with modes 0700 and 0600. Each call looks at them
 /// first; in a place that is not as we left it nothing is changed:
 /// - errSecNotAvailable: another owner or mode, a symbolic link, a file system that cannot be written, a
-///   database of a newer version, a key without its database, another process that keeps it locked.
+///   database of a newer version or with a write-ahead log, any of the other files without the database,
+///   another process that keeps it locked.
 /// - errSecAuthFailed: the master key is missing or another one; an item that is altered, or stands where
-///   another one was. Such an item can be removed.
+///   another one was. Such an item can be removed by the values that it was added with, and is in nobody
+///   else's way.
 /// - errSecIO: a damaged or emptied database, a full or failing disk.
 /// - errSecItemNotFound, when there has never been a keychain here.
 /// SQLite has no checksums: bits that turn in the index alone can hide an item, but give out no wrong one.
 ///
-/// A success survives a loss of power. A look-up costs one search of a B-tree for each attribute where one of
-/// them is rare, or all are shared by most items; the first one that needs many has the names that it asks
-/// for indexed together, after which they cost one search.
+/// A success survives a loss of power. A look-up costs a few searches of a B-tree for each item that shares
+/// its rarest value: as many as one host has items, whatever the number of the others.
 class EmbeddedKeychain final : public ItemStore {
  public:
   /// How long a call waits for others and works, in all; what the disk then still takes comes on top.
@@ -58,10 +59,6 @@ class EmbeddedKeychain final : public ItemStore {
 
   template <typename Work>
   OSStatus withSession(WhenAbsent whenAbsent, const Work& work) noexcept;
-  template <typename Change>
-  [[nodiscard]] static OSStatus changeMatches(const Session& session, const ItemMatch& match, HowMany howMany,
-                                              const Change& change);
-  static void learn(const Session& session, const ItemMatch& match);
   [[nodiscard]] std::optional<PrivateFolder> openFolder(WhenAbsent whenAbsent,
                                                         const embedded::Deadline& deadline) const;
   void openDatabase(const PrivateFolder& folder, const embedded::Deadline& deadline);

@@ -12,10 +12,6 @@
 namespace quelto::platform::keychain::embedded {
 namespace {
 
-/// Beyond these nothing is learned. Listing 100,000 items takes about half a second.
-constexpr std::int64_t maximumItemsToLearn = 250'000;
-constexpr std::int64_t maximumCombinationsToLearn = 8;
-
 struct Combination {
   std::int64_t id = 0;
   Missing missing = Missing::notListed;
@@ -93,7 +89,7 @@ std::int64_t makeCombination(Database& database, ItemClass itemClass, Missing mi
   const Combination combination = insertCombination(database, itemClass, missing, withoutValues(names));
   for (const std::int64_t id : itemsOf(database, itemClass)) {
     database.requireTime();
-    list(database, combination, loadItem(database, itemClass, id));
+    if (const auto item = loadItem(database, id)) list(database, combination, *item);
   }
   return combination.id;
 }
@@ -106,33 +102,12 @@ std::optional<std::int64_t> firstListed(Database& database, std::int64_t combina
   return row.step() ? std::optional(row.integer(0)) : std::nullopt;
 }
 
-void learnCombination(Database& database, ItemClass itemClass, const Attributes& names) {
-  const auto combinations = combinationsOf(database, itemClass);
-  const auto learned = std::ranges::count_if(combinations, [](const Combination& combination) {
-    return combination.missing == Missing::notListed && combination.names.size() > 1;
-  });
-  const bool pays = learned < maximumCombinationsToLearn &&
-                    database.number("SELECT count(*) FROM item WHERE class = ?", numberOf(itemClass)) <=
-                        maximumItemsToLearn;
-  if (pays) static_cast<void>(makeCombination(database, itemClass, Missing::notListed, names));
-}
-
 void listItem(Database& database, const StoredItem& item) {
   makeSingleCombinations(database, item.itemClass, item.attributes);
   for (const Combination& combination : combinationsOf(database, item.itemClass))
     list(database, combination, item);
 }
 
-void unlistItem(Database& database, const StoredItem& item) {
-  bool isAsListed = true;
-  for (const Combination& combination : combinationsOf(database, item.itemClass)) {
-    if (!combination.lists(item.attributes)) continue;
-    isAsListed &=
-        database.run("DELETE FROM entry WHERE combination = ? AND hash = ? AND item = ?", combination.id,
-                     hashOfValues(combination.names, item.attributes), item.id) == 1;
-  }
-  // A row that was altered stands under values that it no longer has.
-  if (!isAsListed) database.run("DELETE FROM entry WHERE item = ?", item.id);
-}
+void unlistItem(Database& database, std::int64_t id) { database.run("DELETE FROM entry WHERE item = ?", id); }
 
 }  // namespace quelto::platform::keychain::embedded

@@ -10,8 +10,8 @@
 /// certain values for those names stand together, oldest first, and are found with one search of a B-tree.
 ///
 /// There is a combination for each single name. Of several names there are those that `add` is asked to keep
-/// apart, and those that searches were slow without. All calls are made in a transaction (those that change
-/// something in one that writes) and throw Failure.
+/// apart. All calls are made in a transaction (those that change something in one that writes) and throw
+/// Failure.
 namespace quelto::platform::keychain::embedded {
 
 class Database;
@@ -26,7 +26,7 @@ enum class Missing { notListed = 0, countsAsEmpty = 1 };
                                                         Missing missing, const Attributes& names);
 
 /// Makes a combination, unless there is one, and lists all items of the class in it: takes time in proportion
-/// to their number.
+/// to their number. Rows without attributes of ours have no values to stand under and are left out.
 [[nodiscard]] std::int64_t makeCombination(Database& database, ItemClass itemClass, Missing missing,
                                            const Attributes& names);
 
@@ -34,14 +34,10 @@ enum class Missing { notListed = 0, countsAsEmpty = 1 };
 [[nodiscard]] std::optional<std::int64_t> firstListed(Database& database, std::int64_t combination,
                                                       std::int64_t hash, std::int64_t from);
 
-/// Makes what searches of this kind were slow without, unless the class is so large that a call had not the
-/// time, or has so many combinations already that adding an item would become slow.
-void learnCombination(Database& database, ItemClass itemClass, const Attributes& names);
-
 /// Lists a new item in every combination of its class that it belongs to.
 void listItem(Database& database, const StoredItem& item);
 
-/// Takes an item off all lists.
-void unlistItem(Database& database, const StoredItem& item);
+/// Takes an item off all lists, whatever has become of its row.
+void unlistItem(Database& database, std::int64_t id);
 
 }  // namespace quelto::platform::keychain::embedded

@@ -1,38 +1,24 @@
 #include "platform/keychain/embedded/item_search.h"
 
+#include <algorithm>
+
 #include "platform/keychain/embedded/attribute_bytes.h"
 #include "platform/keychain/embedded/database.h"
 #include "platform/keychain/embedded/item_index.h"
 #include "platform/keychain/failure.h"
 
 namespace quelto::platform::keychain::embedded {
-namespace {
-
-/// Some hundred microseconds' worth.
-constexpr std::int64_t manySearches = 200;
-
-}  // namespace
 
 ItemSearch::ItemSearch(Database& database, const ItemMatch& match) : database_(database), match_(match) {
-  const auto listOf = [&](const Attributes& names) -> std::optional<List> {
-    const auto combination = combinationOf(database, match.itemClass, Missing::notListed, names);
-    if (!combination) return std::nullopt;
-    return List{.combination = *combination, .hash = hashOfValues(names, match.attributes), .names = names};
-  };
   lists_.emplace();
-  if (match.attributes.size() > 1) {
-    if (auto all = listOf(match.attributes)) {
-      lists_->push_back(std::move(*all));
-      return;
-    }
-  }
   for (const auto& [name, value] : match.attributes) {
-    auto single = listOf({{name, value}});
-    if (!single) {
+    const Attributes single{{name, value}};
+    const auto combination = combinationOf(database, match.itemClass, Missing::notListed, single);
+    if (!combination) {
       lists_.reset();
       return;
     }
-    lists_->push_back(std::move(*single));
+    lists_->push_back({.combination = *combination, .hash = hashOfValues(single, single), .names = single});
   }
 }
 
@@ -49,24 +35,32 @@ ItemSearch::ItemSearch(Database& database, const ItemMatch& match, const std::ve
 }
 
 std::optional<StoredItem> ItemSearch::next() {
+  auto row = nextRow();
+  if (!row) return std::nullopt;
+  if (!row->item) throw Failure(errSecAuthFailed);
+  return std::move(row->item);
+}
+
+std::optional<ItemSearch::Row> ItemSearch::nextRow() {
   while (lists_) {
     const auto id = lists_->empty() ? nextOfClass() : nextListed();
     if (!id) break;
     from_ = *id + 1;
-    StoredItem item = loadItem(database_, match_.itemClass, *id);
-    if (hasValues(item)) return item;
+    Row row{.id = *id, .item = loadItem(database_, *id)};
+    if (row.item && !isMatch(*row.item)) {
+      if (isAsListed(*row.item)) continue;  // other values that happen to have the same hash
+      row.item.reset();
+    }
+    return row;
   }
   return std::nullopt;
 }
-
-bool ItemSearch::wasSlow() const { return searches_ > manySearches; }
 
 std::optional<std::int64_t> ItemSearch::nextListed() {
   std::int64_t candidate = from_;
   std::size_t agreeing = 0;
   for (std::size_t turn = 0; agreeing < lists_->size(); ++turn) {
     database_.requireTime();
-    ++searches_;
     const List& list = (*lists_)[turn % lists_->size()];
     const auto item = firstListed(database_, list.combination, list.hash, candidate);
     if (!item) return std::nullopt;
@@ -82,16 +76,16 @@ std::optional<std::int64_t> ItemSearch::nextOfClass() const {
   return row.step() ? std::optional(row.integer(0)) : std::nullopt;
 }
 
-bool ItemSearch::hasValues(const StoredItem& item) const {
-  bool isEqual = true;
-  for (const auto& [name, value] : match_.attributes) {
-    isEqual &= valueOrEmpty(item.attributes, name) == value;
-  }
-  if (isEqual) return true;
-  for (const List& list : *lists_) {
-    if (hashOfValues(list.names, item.attributes) != list.hash) throw Failure(errSecAuthFailed);
-  }
-  return false;  // other values that happen to have the same hash
+bool ItemSearch::isMatch(const StoredItem& item) const {
+  return item.itemClass == match_.itemClass && std::ranges::all_of(match_.attributes, [&](const auto& asked) {
+           return valueOrEmpty(item.attributes, asked.first) == asked.second;
+         });
+}
+
+bool ItemSearch::isAsListed(const StoredItem& item) const {
+  return item.itemClass == match_.itemClass && std::ranges::all_of(*lists_, [&](const List& list) {
+           return hashOfValues(list.names, item.attributes) == list.hash;
+         });
 }
 
 }  // namespace quelto::platform::keychain::embedded

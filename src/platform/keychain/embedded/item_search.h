@@ -12,14 +12,11 @@ namespace quelto::platform::keychain::embedded {
 
 class Database;
 
-/// The items with certain values, oldest first. Where there is a combination of exactly the names that are
-/// asked for, each item costs one search of a B-tree. Otherwise the lists of the single names are intersected
-/// by leaps: each raises the candidate to its own next item, which takes at most as many searches as the
+/// The items with certain values, oldest first. The lists of the single names are intersected by leaps: each
+/// raises the candidate to its own next item, which takes at most as many searches of a B-tree as the
 /// shortest list has items, times the number of names, and far fewer where the values go together.
 ///
-/// For use in one transaction, which may remove items that were found. All calls throw Failure:
-/// errSecAuthFailed when a listed item is gone or does not have the values under which it is listed, so that
-/// an altered item is not taken for one that is not there.
+/// For use in one transaction, which may remove items that were found. All calls throw Failure.
 class ItemSearch {
  public:
   ItemSearch(Database& database, const ItemMatch& match);
@@ -28,10 +25,16 @@ class ItemSearch {
   /// Makes the combination of the names, so it needs a transaction that writes.
   ItemSearch(Database& database, const ItemMatch& match, const std::vector<std::string>& identity);
 
+  /// errSecAuthFailed when the next row is altered, so that it is not taken for one that is not there.
   [[nodiscard]] std::optional<StoredItem> next();
 
-  /// Whether so many searches were needed that a combination pays.
-  [[nodiscard]] bool wasSlow() const;
+  struct Row {
+    std::int64_t id = 0;
+    /// Absent when the row is altered: gone, unreadable, or without the values under which it is listed.
+    std::optional<StoredItem> item;
+  };
+  /// As `next`, for those who can do with an altered row.
+  [[nodiscard]] std::optional<Row> nextRow();
 
  private:
   struct List {
@@ -42,14 +45,14 @@ class ItemSearch {
 
   [[nodiscard]] std::optional<std::int64_t> nextListed();
   [[nodiscard]] std::optional<std::int64_t> nextOfClass() const;
-  [[nodiscard]] bool hasValues(const StoredItem& item) const;
+  [[nodiscard]] bool isMatch(const StoredItem& item) const;
+  [[nodiscard]] bool isAsListed(const StoredItem& item) const;
 
   Database& database_;
   ItemMatch match_;
   /// Absent when one of the names occurs nowhere, so that nothing matches.
   std::optional<std::vector<List>> lists_;
   std::int64_t from_ = 0;
-  std::int64_t searches_ = 0;
 };
 
 }  // namespace quelto::platform::keychain::embedded

@@ -9,6 +9,8 @@ namespace quelto::platform::keychain::embedded {
 class Database;
 
 inline constexpr const char* databaseName = "keychain.sqlite";
+/// SQLite's own name for it. It stays when the last transaction has ended, empty.
+inline constexpr const char* journalName = "keychain.sqlite-journal";
 
 /// A new keychain's database as the bytes of its file: the schema and no item. Throws Failure.
 [[nodiscard]] std::string emptyDatabase(const Deadline& deadline);

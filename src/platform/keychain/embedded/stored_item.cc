@@ -19,6 +19,13 @@ std::string bindingOf(const StoredItem& item) {
   return binding + item.attributeBytes;
 }
 
+std::optional<ItemClass> classWith(std::int64_t number) {
+  for (const auto itemClass : {ItemClass::genericPassword, ItemClass::internetPassword, ItemClass::key}) {
+    if (numberOf(itemClass) == number) return itemClass;
+  }
+  return std::nullopt;
+}
+
 void sealInto(Database& database, const Secret& key, const StoredItem& item, const Secret& secret) {
   const std::string sealed = seal(key, secret.view(), bindingOf(item));
   if (database.run("UPDATE item SET sealed = ? WHERE id = ?", sealed, item.id) != 1) throw Failure(errSecIO);
@@ -39,22 +46,30 @@ std::int64_t numberOf(ItemClass itemClass) {
   throw Failure(errSecParam);
 }
 
-StoredItem loadItem(Database& database, ItemClass itemClass, std::int64_t id) {
-  Statement row =
-      database.query("SELECT attributes FROM item WHERE id = ? AND class = ?", id, numberOf(itemClass));
-  if (!row.step()) throw Failure(errSecAuthFailed);
-  StoredItem item{
-      .id = id, .itemClass = itemClass, .attributeBytes = std::string(row.bytes(0)), .attributes = {}};
-  auto attributes = attributesFrom(item.attributeBytes);
-  if (!attributes) throw Failure(errSecAuthFailed);
-  item.attributes = std::move(*attributes);
-  return item;
+std::optional<StoredItem> loadItem(Database& database, std::int64_t id) {
+  Statement row = database.query("SELECT class, attributes FROM item WHERE id = ?", id);
+  if (!row.step()) return std::nullopt;
+  const auto itemClass = classWith(row.integer(0));
+  auto attributes = attributesFrom(row.bytes(1));
+  if (!itemClass || !attributes) return std::nullopt;
+  return StoredItem{.id = id,
+                    .itemClass = *itemClass,
+                    .attributeBytes = std::string(row.bytes(1)),
+                    .attributes = std::move(*attributes)};
 }
 
 Secret openSecret(Database& database, const Secret& key, const StoredItem& item) {
   Statement row = database.query("SELECT sealed FROM item WHERE id = ?", item.id);
   if (!row.step()) throw Failure(errSecAuthFailed);
   return unseal(key, row.bytes(0), bindingOf(item));
+}
+
+bool isIntact(Database& database, const Secret& key, const StoredItem& item) try {
+  static_cast<void>(openSecret(database, key, item));
+  return true;
+} catch (const Failure& failure) {
+  if (failure.status() != errSecAuthFailed) throw;
+  return false;
 }
 
 StoredItem insertItem(Database& database, const Secret& key, const Item& item) {
@@ -75,8 +90,6 @@ void replaceSecret(Database& database, const Secret& key, const StoredItem& item
   sealInto(database, key, item, secret);
 }
 
-void deleteItem(Database& database, const StoredItem& item) {
-  if (database.run("DELETE FROM item WHERE id = ?", item.id) != 1) throw Failure(errSecIO);
-}
+void deleteItem(Database& database, std::int64_t id) { database.run("DELETE FROM item WHERE id = ?", id); }
 
 }  // namespace quelto::platform::keychain::embedded

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "platform/keychain/item_store.h"
@@ -22,18 +23,21 @@ struct StoredItem {
 /// How a class stands in the database.
 [[nodiscard]] std::int64_t numberOf(ItemClass itemClass);
 
-/// errSecAuthFailed when there is no such row, or not with attributes as we write them: its number came from
-/// another table of ours.
-[[nodiscard]] StoredItem loadItem(Database& database, ItemClass itemClass, std::int64_t id);
+/// Absent when there is no such row, or not with a class and attributes as we write them.
+[[nodiscard]] std::optional<StoredItem> loadItem(Database& database, std::int64_t id);
 
 /// The row's secret; errSecAuthFailed when the row is not as it was sealed.
 [[nodiscard]] Secret openSecret(Database& database, const Secret& key, const StoredItem& item);
+
+/// Whether the row is as it was sealed.
+[[nodiscard]] bool isIntact(Database& database, const Secret& key, const StoredItem& item);
 
 [[nodiscard]] StoredItem insertItem(Database& database, const Secret& key, const Item& item);
 
 /// errSecAuthFailed, and nothing is changed, when the row is not as it was sealed.
 void replaceSecret(Database& database, const Secret& key, const StoredItem& item, const Secret& secret);
 
-void deleteItem(Database& database, const StoredItem& item);
+/// Does nothing when there is no such row.
+void deleteItem(Database& database, std::int64_t id);
 
 }  // namespace quelto::platform::keychain::embedded

@@ -10,8 +10,6 @@
 namespace quelto::platform::keychain::embedded {
 namespace {
 
-constexpr const char* queueName = "keychain.queue";
-
 /// Held while a number is taken.
 constexpr off_t door = 0;
 constexpr off_t firstNumber = 1;

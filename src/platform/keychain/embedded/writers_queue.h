@@ -6,6 +6,8 @@
 
 namespace quelto::platform::keychain::embedded {
 
+inline constexpr const char* queueName = "keychain.queue";
+
 /// A place in the queue of those who want to write, first come, first served, over all processes. SQLite has
 /// none: who waits for its write lock looks again and again, so that one that adds many items takes the lock
 /// before others wake up, and of many that wait some go away empty-handed.
