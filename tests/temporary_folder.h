@@ -10,8 +10,8 @@ namespace quelto::test {
 /// A folder of its own for one test, removed with everything in it.
 class TemporaryFolder {
  public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "quelto-test-XXXXXX").string();
+  explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string pattern = (parent / "quelto-test-XXXXXX").string();
     path_ = mkdtemp(pattern.data());
   }
   ~TemporaryFolder() { std::filesystem::remove_all(path_); }
