@@ -7,14 +7,19 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 
+#include "platform/secret.h"
 #include "platform/unique_fd.h"
 
 /// What a test changes or watches of the process that it runs in.
@@ -99,5 +104,41 @@ class OwnThreads {
 
   int before_ = 0;
 };
+
+/// A secret that stands nowhere in the program: each byte of `inverse` inverted.
+inline platform::Secret secretFrom(std::string_view inverse) {
+  platform::Secret secret = platform::Secret::ofSize(inverse.size());
+  std::ranges::transform(inverse, secret.data(), std::bit_not());
+  return secret;
+}
+
+/// Whether that secret stands anywhere in this process's writable memory.
+inline bool isInMemory(std::string_view inverse) {
+  constexpr std::size_t blockSize = std::size_t{1} << 20U;
+  // Larger ones are a sanitizer's notes on the memory, not the memory.
+  constexpr std::size_t largest = std::size_t{1} << 30U;
+  const platform::UniqueFd memory(::open("/proc/self/mem", O_RDONLY | O_CLOEXEC));
+  platform::Secret block = platform::Secret::ofSize(blockSize);
+  const auto first = static_cast<char>(~inverse.front());
+  const auto isInverse = [](char one, char other) { return one == static_cast<char>(~other); };
+  std::ifstream mappings("/proc/self/maps");
+  for (std::string line; std::getline(mappings, line);) {
+    std::size_t at = 0;
+    std::size_t end = 0;
+    char mode[5];
+    std::sscanf(line.c_str(), "%zx-%zx %4s", &at, &end, mode);
+    if (mode[1] != 'w' || end - at > largest) continue;
+    // Blocks overlap, so that none cuts the secret in two.
+    for (ssize_t length = 0; at < end; at += blockSize - inverse.size()) {
+      length = ::pread(memory.get(), block.data(), std::min(blockSize, end - at), static_cast<off_t>(at));
+      if (length <= 0) break;
+      const std::string_view bytes = block.view().substr(0, static_cast<std::size_t>(length));
+      for (std::size_t found = bytes.find(first); found != bytes.npos; found = bytes.find(first, found + 1)) {
+        if (std::ranges::equal(bytes.substr(found, inverse.size()), inverse, isInverse)) return true;
+      }
+    }
+  }
+  return false;
+}
 
 }  // namespace quelto::test

@@ -4,8 +4,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,107 +13,25 @@
 #include <sstream>
 #include <vector>
 
-#include "platform/keychain/secret_service/secret_service_keychain.h"
-#include "platform/module.h"
 #include "platform/unique_fd.h"
 #include "tests/platform/keychain/item_store_contract.h"
 #include "tests/platform/keychain/keyring_surroundings.h"
 #include "tests/platform/keychain/process_surroundings.h"
+#include "tests/platform/keychain/secret_service_calls.h"
 
 namespace quelto::platform::keychain {
 namespace {
 
 using test::Captured;
+using test::isInMemory;
 using test::KeyringSurroundings;
 using test::LittleLockedMemory;
 using test::OwnThreads;
+using test::secretFrom;
 using test::shell;
 using Collection = KeyringSurroundings::Collection;
 using State = SecretServiceState;
 using Want = ItemStore::Want;
-
-constexpr const char* moduleFile = "libquelto_secret_service.so";
-
-ItemStore& store() {
-  static auto* const instance = moduleService<ItemStore>(moduleFile, "queltoOpenSecretService");
-  if (instance == nullptr) throw std::runtime_error("the module cannot be opened");
-  return *instance;
-}
-
-State state() {
-  void* const entry = moduleEntry(moduleFile, "queltoSecretServiceState");
-  return reinterpret_cast<State (*)()>(entry)();
-}
-
-const std::vector<std::string> identity{"account", "service", "generic", "type"};
-
-Attributes attributesOf(const std::string& account) { return {{"service", "svn"}, {"account", account}}; }
-ItemMatch matchOf(Attributes attributes) {
-  return {.itemClass = ItemClass::genericPassword, .attributes = std::move(attributes)};
-}
-OSStatus add(Attributes attributes, const std::string& secret = "s3cret") {
-  return store().add({.itemClass = ItemClass::genericPassword,
-                      .attributes = std::move(attributes),
-                      .secret = Secret(secret)},
-                     identity);
-}
-OSStatus find(const Attributes& attributes, Item& found) {
-  return store().find(matchOf(attributes), Want::attributesAndSecret, found);
-}
-OSStatus find(const Attributes& attributes) {
-  Item found;
-  return find(attributes, found);
-}
-std::string secretOf(const Attributes& attributes) {
-  Item found;
-  const OSStatus status = find(attributes, found);
-  return status == errSecSuccess ? std::string(found.secret.view()) : "status " + std::to_string(status);
-}
-
-/// In the place of an answer that took longer than a call may take.
-constexpr OSStatus tooLate = 1;
-
-template <typename Call>
-OSStatus timed(const Call& call) {
-  const auto begin = std::chrono::steady_clock::now();
-  const OSStatus status = call();
-  return std::chrono::steady_clock::now() - begin < std::chrono::seconds(4) ? status : tooLate;
-}
-
-/// What finding, adding (the account "new"), updating and removing answer, all asked at once: no call waits
-/// for another one that hangs.
-using Answers = std::array<OSStatus, 4>;
-constexpr Answers all(OSStatus status) { return {status, status, status, status}; }
-
-Answers answersFor(const std::string& account) {
-  const auto inThread = [](auto call) {
-    return std::async(std::launch::async, [call] { return timed(call); });
-  };
-  const ItemMatch match = matchOf(attributesOf(account));
-  auto found = inThread([=] { return find(attributesOf(account)); });
-  auto added = inThread([] { return add(attributesOf("new")); });
-  auto updated = inThread([=] { return store().updateSecret(match, HowMany::all, Secret("changed")); });
-  auto removed = inThread([=] { return store().remove(match, HowMany::all); });
-  return {found.get(), added.get(), updated.get(), removed.get()};
-}
-
-/// Every test sees to it that nothing reaches standard error, however much the libraries are told to say.
-class SecretService : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ::setenv("G_MESSAGES_DEBUG", "all", 1);
-    ::setenv("G_DBUS_DEBUG", "all", 1);
-    standardError_.emplace(STDERR_FILENO);
-  }
-  void TearDown() override {
-    const std::string text = standardError_->text();
-    standardError_.reset();
-    EXPECT_EQ(text, "");
-  }
-
- private:
-  std::optional<Captured> standardError_;
-};
 
 bool isGLibLoaded() {
   const std::string maps = (std::stringstream() << std::ifstream("/proc/self/maps").rdbuf()).str();
@@ -141,13 +57,30 @@ TEST_F(SecretService, TouchesNeitherSignalsNorStreamsOfTheProcess) {
   EXPECT_EQ(::signal(SIGPIPE, SIG_DFL), SIG_DFL);
 }
 
+TEST_F(SecretService, LeavesNoSecretInFreedMemoryWhereNoneCanBeLocked) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  const LittleLockedMemory little;
+  constexpr const char* inversePart = "inverted, this is a part of the secret";
+  // So long that parts of it outlast what is written into freed memory.
+  std::string inverse;
+  while (inverse.size() < 10000) inverse += inversePart;
+  ASSERT_EQ(add(attributesOf("alice"), secretFrom(inverse)), errSecSuccess);
+  {
+    Item found;
+    ASSERT_EQ(find(attributesOf("alice"), found), errSecSuccess);
+    EXPECT_TRUE(isInMemory(inversePart)) << "while it is in our hands";
+  }
+  EXPECT_FALSE(isInMemory(inversePart));
+}
+
 TEST_F(SecretService, IsReadableToOtherPrograms) {
   KeyringSurroundings around;
   around.startKeyring();
   Attributes attributes = attributesOf("alice");
   attributes.insert(
       {{"label", "svn+ssh://host: Zoë"}, {"generic", std::string("a\0b", 3)}, {"comment", "two\nlines"}});
-  ASSERT_EQ(add(attributes, "geheim ü"), errSecSuccess);
+  ASSERT_EQ(add(attributes, Secret("geheim ü")), errSecSuccess);
   const std::string query = " class org.quelto.genericPassword service svn account alice";
   EXPECT_EQ(shell("secret-tool lookup" + query).text, "geheim ü");
   const std::string shown = shell("secret-tool search" + query).text;
@@ -176,7 +109,7 @@ TEST_F(SecretService, KeepsWhatNoTextCanHold) {
                                 "data:,",        "data:,a%zz", "\xff\xed\xa0\x80",     "\r\n\t\x1b\x7f"};
   ASSERT_EQ(add({{"service", "neither account nor label"}}), errSecSuccess);
   for (const std::string& value : values)
-    ASSERT_EQ(add({{"account", value}, {"label", value}}, value), errSecSuccess) << value;
+    ASSERT_EQ(add({{"account", value}, {"label", value}}, Secret(value)), errSecSuccess) << value;
   for (const char* when : {"at once", "after a restart"}) {
     for (const std::string& value : values) {
       for (const char* by : {"account", "label"}) {
@@ -293,16 +226,33 @@ TEST_F(SecretService, IsNotAvailableWithoutABusThatHasIt) {
   EXPECT_TRUE(threads.haveEnded()) << "one still waits for the bus that never answers";
 }
 
-TEST_F(SecretService, GoesByTheEnvironmentButNotToSomebodyElsesBus) {
+TEST_F(SecretService, GoesByTheEnvironment) {
   KeyringSurroundings around;
   around.startKeyring();
   around.set("DBUS_SESSION_BUS_ADDRESS", {});
   EXPECT_EQ(state(), State::present);
   around.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + around.path("nothing"));
   EXPECT_EQ(state(), State::unreachable) << "though there is a connection to another bus";
+}
+
+TEST_F(SecretService, TakesNoBusWhereOthersCanPutOne) {
+  KeyringSurroundings around;
+  around.startKeyring();
   around.set("DBUS_SESSION_BUS_ADDRESS", {});
-  if (::geteuid() != 0) return;  // only root can give a file away
-  ASSERT_EQ(::chown(around.path("run/bus").c_str(), 65534, static_cast<gid_t>(-1)), 0);
+  ASSERT_EQ(state(), State::present);
+  for (const auto others : {std::filesystem::perms::group_write, std::filesystem::perms::others_write}) {
+    std::filesystem::permissions(around.path("run"), std::filesystem::perms::owner_all | others);
+    EXPECT_EQ(state(), State::absent) << static_cast<unsigned>(others);
+    EXPECT_EQ(answersFor("alice"), all(errSecNotAvailable)) << static_cast<unsigned>(others);
+  }
+}
+
+TEST_F(SecretService, TakesNoBusInSomebodyElsesFolder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  KeyringSurroundings around;
+  around.startKeyring();
+  around.set("DBUS_SESSION_BUS_ADDRESS", {});
+  ASSERT_EQ(::chown(around.path("run").c_str(), 65534, static_cast<gid_t>(-1)), 0);
   EXPECT_EQ(state(), State::absent);
   EXPECT_EQ(answersFor("alice"), all(errSecNotAvailable));
 }
@@ -393,8 +343,14 @@ TEST_F(SecretService, StaysUntouchedWhileLocked) {
 TEST_F(SecretService, MakesNoCollection) {
   KeyringSurroundings around;
   around.startKeyring(Collection::asItIs);
+  EXPECT_EQ(answersFor("alice"), all(errSecNotAvailable))
+      << "what was kept may have gone with its collection";
+  // In the form that gnome-keyring keeps without encryption.
+  std::ofstream(around.path("home/.local/share/keyrings/other.keyring")) << "[keyring]\ndisplay-name=other\n";
+  around.startKeyring(Collection::asItIs);
   EXPECT_EQ(answersFor("alice"),
-            (Answers{errSecItemNotFound, errSecNotAvailable, errSecItemNotFound, errSecItemNotFound}));
+            (Answers{errSecItemNotFound, errSecNotAvailable, errSecItemNotFound, errSecItemNotFound}))
+      << "another collection, which is not the default";
 }
 
 class RealKeyring final : public test::StoreUnderTest {
@@ -405,61 +361,6 @@ class RealKeyring final : public test::StoreUnderTest {
  private:
   KeyringSurroundings around_;
 };
-
-constexpr const char* seekDialog = "xdotool search --onlyvisible --class gcr-prompter";
-bool isDialogUp() { return shell(seekDialog).status == 0; }
-bool dialogAppears() {
-  return shell(std::string("sh -c 'until ") + seekDialog + "; do :; done'").status == 0;
-}
-/// Its status says nothing: it fails when a key closes the dialog.
-void typeIntoDialog(const std::string& keys) { (void)shell(seekDialog + (" windowfocus " + keys)); }
-bool dialogDisappears() {
-  return shell(std::string("sh -c 'while ") + seekDialog + "; do :; done'").status == 0;
-}
-
-TEST_F(SecretService, IsOpenedByThePerson) {
-  KeyringSurroundings around({.display = true, .activation = false});
-  around.startKeyring();
-  Attributes attributes = attributesOf("alice");
-  attributes.insert({"label", "a label"});
-  ASSERT_EQ(add(attributes), errSecSuccess);
-  around.startKeyring(Collection::asItIs);
-  const std::string display = std::getenv("DISPLAY");
-  around.set("DISPLAY", {});
-  EXPECT_EQ(answersFor("alice"), all(errSecInteractionNotAllowed));
-  around.set("DISPLAY", display);
-  EXPECT_FALSE(isDialogUp()) << "on somebody else's screen";
-
-  const auto answerTo = [](
-                            const std::string& keys,
-                            OSStatus (*call)() = [] { return find(attributesOf("alice")); }) {
-    auto answer = std::async(std::launch::async, [call] { return timed(call); });
-    EXPECT_TRUE(dialogAppears());
-    typeIntoDialog(keys);
-    return answer.get();
-  };
-  EXPECT_EQ(answerTo("key Escape"), errSecInteractionNotAllowed);
-  EXPECT_TRUE(dialogDisappears());
-  EXPECT_EQ(answerTo("type test", [] { return add(attributesOf("late")); }), errSecInteractionNotAllowed)
-      << "without the last key";
-  const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(answersFor("alice"), all(errSecInteractionNotAllowed));
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2))
-      << "nobody waits for the dialog";
-  typeIntoDialog("key Return");
-  Item found;
-  const auto deadline = begin + std::chrono::seconds(10);
-  while (find(attributesOf("alice"), found) == errSecInteractionNotAllowed &&
-         std::chrono::steady_clock::now() < deadline)
-    continue;
-  EXPECT_EQ(found.attributes, attributes);
-  EXPECT_EQ(found.secret.view(), "s3cret");
-  EXPECT_TRUE(dialogDisappears());
-  EXPECT_EQ(find(attributesOf("late")), errSecItemNotFound) << "added after its call had ended";
-
-  around.startKeyring(Collection::asItIs);
-  EXPECT_EQ(answerTo("key t e s t Return"), errSecSuccess);
-}
 
 }  // namespace
 }  // namespace quelto::platform::keychain

@@ -23,6 +23,15 @@ std::string withoutAutolaunch(std::string_view addresses) {
   return kept;
 }
 
+/// Whether nobody but this user can put anything into the folder, as the XDG Base Directory Specification
+/// wants it to be.
+bool isOursAlone(const std::string& folder) {
+  constexpr mode_t writableByOthers = 0022;
+  struct stat status {};
+  return ::stat(folder.c_str(), &status) == 0 && status.st_uid == ::geteuid() &&
+         (status.st_mode & writableByOthers) == 0;
+}
+
 }  // namespace
 
 std::optional<std::string> sessionBusAddress() {
@@ -33,9 +42,10 @@ std::optional<std::string> sessionBusAddress() {
   const std::string folder = environmentValue("XDG_RUNTIME_DIR").value_or("");
   const std::string path = folder + "/bus";
   struct stat status {};
-  if (folder.empty() || ::stat(path.c_str(), &status) != 0) return std::nullopt;
-  // SECURITY: a folder that others can write to would let them be our bus, and be given the secrets.
-  if (!S_ISSOCK(status.st_mode) || status.st_uid != ::geteuid()) return std::nullopt;
+  if (folder.empty() || ::stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::nullopt;
+  // SECURITY: whoever else can write to the folder could be our bus, and be given the secrets; that the
+  // socket is ours now says nothing of the one that is there a moment later.
+  if (!isOursAlone(folder)) return std::nullopt;
   const TextOwner escaped(g_dbus_address_escape_value(path.c_str()));
   return std::string("unix:path=") + escaped.get();
 }

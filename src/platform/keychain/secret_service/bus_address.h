@@ -7,8 +7,8 @@ namespace quelto::platform::keychain {
 
 /// Where the session bus is, in the form that the D-Bus specification gives server addresses: what
 /// DBUS_SESSION_BUS_ADDRESS says at this moment, without the transports that would launch a bus, else the
-/// socket `bus` of this user in XDG_RUNTIME_DIR. Absent when there is neither. GLib's own search is not
-/// used, since it ends in launching a bus.
+/// socket `bus` in XDG_RUNTIME_DIR, if nobody but this user can write to that. Absent when there is neither.
+/// GLib's own search is not used, since it ends in launching a bus.
 [[nodiscard]] std::optional<std::string> sessionBusAddress();
 
 }  // namespace quelto::platform::keychain

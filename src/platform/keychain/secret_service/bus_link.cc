@@ -217,7 +217,7 @@ Outcome BusLink::openSession(Errand& errand) {
   return error.get() != nullptr ? outcomeOf(*error.get()) : Outcome::broken;
 }
 
-Outcome BusLink::readSecret(Errand& errand, const std::string& item, Secret& secret) {
+Outcome BusLink::readSecret(Errand& errand, const std::string& item) {
   if (const Outcome outcome = openSession(errand); outcome != Outcome::done) return outcome;
   const Answer answer =
       ask(errand, item,
@@ -227,25 +227,36 @@ Outcome BusLink::readSecret(Errand& errand, const std::string& item, Secret& sec
            .answerType = "((oayays))"});
   if (answer.outcome != Outcome::done) return answer.outcome;
   const VariantOwner encoded(g_variant_get_child_value(answer.value.get(), 0));
-  const SecretValueOwner value(secret_service_decode_dbus_secret(service_.get(), encoded.get()));
-  if (value == nullptr) return Outcome::broken;
-  gsize size = 0;
-  const char* const bytes = secret_value_get(value.get(), &size);
-  secret = Secret({bytes, size});
-  return Outcome::done;
+  Outcome outcome = Outcome::broken;
+  const auto decode = [&](Secret& secret) {
+    const SecretValueOwner value(secret_service_decode_dbus_secret(service_.get(), encoded.get()));
+    if (value == nullptr) return;
+    gsize size = 0;
+    const char* const bytes = secret_value_get(value.get(), &size);
+    secret = Secret({bytes, size});
+    outcome = Outcome::done;
+  };
+  return errand.useSecret(decode) ? outcome : Outcome::unavailable;
 }
 
-BusLink::Answer BusLink::sealed(Errand& errand, const Secret& secret) {
-  if (const Outcome outcome = openSession(errand); outcome != Outcome::done)
-    return {.outcome = outcome, .value = nullptr};
-  const std::string_view bytes = secret.view();
-  // Some keyrings keep text only under the first of the two.
-  const bool isText = bytes.empty() || g_utf8_validate_len(bytes.data(), bytes.size(), nullptr) != FALSE;
-  const SecretValueOwner value(secret_value_new(bytes.data(), static_cast<gssize>(bytes.size()),
-                                                isText ? "text/plain" : "application/octet-stream"));
-  GVariant* const encoded = secret_service_encode_dbus_secret(service_.get(), value.get());
-  if (encoded == nullptr) return {.outcome = Outcome::broken, .value = nullptr};
-  return {.outcome = Outcome::done, .value = owned(encoded)};
+BusLink::Answer BusLink::sealedSecret(Errand& errand) {
+  Answer sealed{.outcome = openSession(errand), .value = nullptr};
+  if (sealed.outcome != Outcome::done) return sealed;
+  const auto encode = [&](const Secret& secret) {
+    const std::string_view bytes = secret.view();
+    // Some keyrings keep text only under the first of the two.
+    const bool isText = bytes.empty() || g_utf8_validate_len(bytes.data(), bytes.size(), nullptr) != FALSE;
+    const SecretValueOwner value(secret_value_new(bytes.data(), static_cast<gssize>(bytes.size()),
+                                                  isText ? "text/plain" : "application/octet-stream"));
+    GVariant* const encoded = secret_service_encode_dbus_secret(service_.get(), value.get());
+    if (encoded != nullptr) sealed.value = owned(encoded);
+  };
+  if (!errand.useSecret(encode)) {
+    sealed.outcome = Outcome::unavailable;
+  } else if (sealed.value == nullptr) {
+    sealed.outcome = Outcome::broken;
+  }
+  return sealed;
 }
 
 Outcome BusLink::unlock(Errand& errand, const std::vector<std::string>& collections) {

@@ -8,7 +8,6 @@
 #include "platform/keychain/secret_service/errand.h"
 #include "platform/keychain/secret_service/glib_owners.h"
 #include "platform/keychain/secret_service/outcome.h"
-#include "platform/secret.h"
 
 namespace quelto::platform::keychain {
 
@@ -61,9 +60,10 @@ class BusLink {
   /// Shows the dialog that an answer names, if it names one ("/" is none); `locked` as above.
   [[nodiscard]] Outcome showPrompt(Errand& errand, const char* prompt);
 
-  [[nodiscard]] Outcome readSecret(Errand& errand, const std::string& item, Secret& secret);
-  /// The secret as the keyring takes it, type "(oayays)"; null with another outcome than done.
-  [[nodiscard]] Answer sealed(Errand& errand, const Secret& secret);
+  /// Makes the item's secret that of the errand.
+  [[nodiscard]] Outcome readSecret(Errand& errand, const std::string& item);
+  /// The errand's secret as the keyring takes it, type "(oayays)"; null with another outcome than done.
+  [[nodiscard]] Answer sealedSecret(Errand& errand);
 
   /// Waits until no other process or thread of ours writes, so that looking for a duplicate and adding an
   /// item are one step among them: the Secret Service has no such thing, but a name on the bus has one owner,

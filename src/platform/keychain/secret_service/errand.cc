@@ -7,6 +7,7 @@
 #include <exception>
 #include <memory>
 #include <thread>
+#include <utility>
 
 namespace quelto::platform::keychain {
 namespace {
@@ -30,7 +31,7 @@ class SignalsForNewThreads {
   sigset_t before_;
 };
 
-OSStatus statusOf(const std::function<OSStatus(Errand&)>& work, Errand& errand) {
+OSStatus statusOf(const Errand::Work& work, Errand& errand) {
   try {
     return work(errand);
   } catch (const std::exception&) {
@@ -40,26 +41,28 @@ OSStatus statusOf(const std::function<OSStatus(Errand&)>& work, Errand& errand) 
 
 }  // namespace
 
-Errand::Errand(std::chrono::milliseconds limit)
-    : deadline_(Clock::now() + limit), untilDeadline_(g_cancellable_new()) {}
+Errand::Errand(std::chrono::milliseconds limit, Secret secret)
+    : deadline_(Clock::now() + limit), untilDeadline_(g_cancellable_new()), secret_(std::move(secret)) {}
 
-OSStatus Errand::run(std::chrono::milliseconds limit, std::function<OSStatus(Errand&)> work) {
+Errand::Ending Errand::run(std::chrono::milliseconds limit, Work work, Secret secret) {
   try {
-    const auto errand = std::make_shared<Errand>(limit);
-    auto carryOut = [errand, work = std::move(work)]() mutable {
-      const OSStatus status = statusOf(work, *errand);
-      // What the work owns goes before the caller can: secrets do not outlive the call.
-      work = nullptr;
-      errand->finish(status);
-    };
+    const auto errand = std::make_shared<Errand>(limit, std::move(secret));
+    auto carryOut = [errand, work = std::move(work)] { errand->finish(statusOf(work, *errand)); };
     {
       const SignalsForNewThreads signals;
       std::thread(std::move(carryOut)).detach();
     }
     return errand->wait();
   } catch (const std::exception&) {
-    return errSecIO;
+    return {.status = errSecIO, .secret = {}};
   }
+}
+
+bool Errand::useSecret(const std::function<void(Secret&)>& use) {
+  const std::lock_guard lock(mutex_);
+  if (hasCallerLeft_) return false;
+  use(secret_);
+  return true;
 }
 
 std::chrono::milliseconds Errand::timeLeft() const {
@@ -78,13 +81,17 @@ void Errand::finish(OSStatus status) {
   finished_.notify_all();
 }
 
-OSStatus Errand::wait() {
+Errand::Ending Errand::wait() {
   std::unique_lock lock(mutex_);
-  if (finished_.wait_until(lock, deadline_, [this] { return status_.has_value(); })) return *status_;
-  const OSStatus status = isAsking_ ? errSecInteractionNotAllowed : errSecNotAvailable;
+  const bool isFinished = finished_.wait_until(lock, deadline_, [this] { return status_.has_value(); });
+  const OSStatus lateStatus = isAsking_ ? errSecInteractionNotAllowed : errSecNotAvailable;
+  hasCallerLeft_ = true;
+  // SECURITY: left with a thread that waits for a person, the secret would be in the process's memory, and
+  // in its core file, for as long as a dialog is up.
+  Ending ending{.status = status_.value_or(lateStatus), .secret = std::move(secret_)};
   lock.unlock();
-  g_cancellable_cancel(untilDeadline_.get());
-  return status;
+  if (!isFinished) g_cancellable_cancel(untilDeadline_.get());
+  return ending;
 }
 
 }  // namespace quelto::platform::keychain

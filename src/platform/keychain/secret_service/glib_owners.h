@@ -4,6 +4,7 @@
 // acknowledged as changeable.
 #define SECRET_API_SUBJECT_TO_CHANGE
 #include <libsecret/secret.h>
+#include <string.h>
 
 #include <memory>
 
@@ -24,8 +25,19 @@ using ErrorOwner = std::unique_ptr<GError, Release<g_error_free>>;
 using ContextOwner = std::unique_ptr<GMainContext, Release<g_main_context_unref>>;
 using VariantOwner = std::unique_ptr<GVariant, Release<g_variant_unref>>;
 using TextOwner = std::unique_ptr<char, Release<g_free>>;
-/// Overwrites the secret as it frees it.
-using SecretValueOwner = std::unique_ptr<SecretValue, Release<secret_value_unref>>;
+
+/// Overwrites the secret, which libsecret does only where the system lets it lock memory. The value is ours
+/// alone.
+struct WipeAndRelease {
+  void operator()(SecretValue* value) const {
+    gsize size = 0;
+    const char* const bytes = secret_value_get(value, &size);
+    // SECURITY: else a secret stays in freed memory.
+    ::explicit_bzero(const_cast<char*>(bytes), size);
+    secret_value_unref(value);
+  }
+};
+using SecretValueOwner = std::unique_ptr<SecretValue, WipeAndRelease>;
 
 /// Takes a new variant, which GLib hands out without an owner.
 inline VariantOwner owned(GVariant* floating) { return VariantOwner(g_variant_ref_sink(floating)); }

@@ -13,14 +13,16 @@ constexpr const char* collectionInterface = "org.freedesktop.Secret.Collection";
 constexpr const char* itemInterface = "org.freedesktop.Secret.Item";
 constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 
+/// What the service says instead of a path when there is none.
+constexpr const char* noPath = "/";
+
 /// Items read at once; a bus bounds how many answers one connection may be waiting for.
 constexpr std::size_t batchSize = 100;
 
-std::vector<std::string> pathsIn(GVariant* tuple, gsize index) {
-  const VariantOwner paths(g_variant_get_child_value(tuple, index));
+std::vector<std::string> pathsIn(GVariant* paths) {
   std::vector<std::string> result;
   GVariantIter iterator;
-  g_variant_iter_init(&iterator, paths.get());
+  g_variant_iter_init(&iterator, paths);
   const char* path = nullptr;
   while (g_variant_iter_next(&iterator, "&o", &path) != FALSE) result.emplace_back(path);
   return result;
@@ -57,15 +59,13 @@ OSStatus KeychainVisit::find(const ItemMatch& match, ItemStore::Want want, Item&
   if (const Outcome outcome = collect(match, Purpose::reading, items); outcome != Outcome::done)
     return statusOf(outcome);
   for (StoredItem& item : items) {
-    Secret secret;
     if (want == ItemStore::Want::attributesAndSecret) {
-      const Outcome outcome = link_.readSecret(errand_, item.path, secret);
+      const Outcome outcome = link_.readSecret(errand_, item.path);
       if (outcome == Outcome::gone) continue;
       if (outcome != Outcome::done) return statusOf(outcome);
     }
     found.itemClass = item.itemClass;
     found.attributes = std::move(item.attributes);
-    found.secret = std::move(secret);
     return errSecSuccess;
   }
   return errSecItemNotFound;
@@ -83,7 +83,7 @@ OSStatus KeychainVisit::add(const Item& item, const std::vector<std::string>& id
   if (std::ranges::any_of(candidates, isDuplicate)) return errSecDuplicateItem;
   // Making one takes a dialog in which the person chooses a password: a matter for the desktop, not for us.
   if (defaultCollection_.empty()) return errSecNotAvailable;
-  const BusLink::Answer secret = link_.sealed(errand_, item.secret);
+  const BusLink::Answer secret = link_.sealedSecret(errand_);
   if (secret.outcome != Outcome::done) return statusOf(secret.outcome);
   const VariantOwner properties = propertiesOf(item);
   // Never to replace: that would also take the place of an item that somebody has just added.
@@ -96,17 +96,17 @@ OSStatus KeychainVisit::add(const Item& item, const std::vector<std::string>& id
   return statusOf(created);
 }
 
-OSStatus KeychainVisit::updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) {
+OSStatus KeychainVisit::updateSecret(const ItemMatch& match, HowMany howMany) {
   std::vector<StoredItem> items;
   if (const Outcome outcome = collect(match, Purpose::changing, items); outcome != Outcome::done)
     return statusOf(outcome);
   if (items.empty()) return errSecItemNotFound;
-  const BusLink::Answer encoded = link_.sealed(errand_, secret);
-  if (encoded.outcome != Outcome::done) return statusOf(encoded.outcome);
+  const BusLink::Answer secret = link_.sealedSecret(errand_);
+  if (secret.outcome != Outcome::done) return statusOf(secret.outcome);
   return changeEach(items, howMany,
                     {.interface = itemInterface,
                      .method = "SetSecret",
-                     .arguments = g_variant_new("(@(oayays))", encoded.value.get()),
+                     .arguments = g_variant_new("(@(oayays))", secret.value.get()),
                      .answerType = "()"});
 }
 
@@ -176,8 +176,10 @@ Outcome KeychainVisit::look(const ItemMatch& match, std::vector<StoredItem>& ite
   // The service itself cannot have gone: it has not come up yet, or is none.
   if (answer.outcome == Outcome::gone) return Outcome::unavailable;
   if (answer.outcome != Outcome::done) return answer.outcome;
-  for (const std::string& path : pathsIn(answer.value.get(), 1)) noteCollectionOf(path, locked);
-  return locked.empty() ? read(pathsIn(answer.value.get(), 0), match, items, locked) : Outcome::done;
+  const VariantOwner unlockedItems(g_variant_get_child_value(answer.value.get(), 0));
+  const VariantOwner lockedItems(g_variant_get_child_value(answer.value.get(), 1));
+  for (const std::string& path : pathsIn(lockedItems.get())) noteCollectionOf(path, locked);
+  return locked.empty() ? read(pathsIn(unlockedItems.get()), match, items, locked) : Outcome::done;
 }
 
 Outcome KeychainVisit::read(const std::vector<std::string>& paths, const ItemMatch& match,
@@ -211,31 +213,56 @@ Outcome KeychainVisit::read(const std::vector<std::string>& paths, const ItemMat
 
 Outcome KeychainVisit::lookAtDefaultCollection(std::vector<std::string>& locked) {
   defaultCollection_.clear();
-  BusLink::Answer answer = link_.ask(errand_, servicePath,
-                                     {.interface = serviceInterface,
-                                      .method = "ReadAlias",
-                                      .arguments = g_variant_new("(s)", "default"),
-                                      .answerType = "(o)"});
+  std::string collection;
+  if (const Outcome outcome = readAlias("default", collection); outcome != Outcome::done) return outcome;
+  if (collection == noPath) return lookForAnyCollection();
+  const BusLink::Answer isLocked = readProperty(collection, collectionInterface, "Locked", "b");
+  // An alias may outlive its collection.
+  if (isLocked.outcome == Outcome::gone) return lookForAnyCollection();
+  if (isLocked.outcome != Outcome::done) return isLocked.outcome;
+  if (g_variant_get_boolean(isLocked.value.get()) != FALSE) locked.push_back(collection);
+  defaultCollection_ = std::move(collection);
+  return Outcome::done;
+}
+
+Outcome KeychainVisit::lookForAnyCollection() {
+  std::string forThisSession;
+  if (const Outcome outcome = readAlias("session", forThisSession); outcome != Outcome::done) return outcome;
+  const BusLink::Answer answer = readProperty(servicePath, serviceInterface, "Collections", "ao");
+  if (answer.outcome != Outcome::done) return answer.outcome;
+  // What is kept nowhere but in the daemon's memory is no place that an item could be missing from.
+  const std::vector<std::string> collections = pathsIn(answer.value.get());
+  const bool isAny =
+      std::ranges::any_of(collections, [&](const auto& path) { return path != forThisSession; });
+  return isAny ? Outcome::done : Outcome::unavailable;
+}
+
+Outcome KeychainVisit::readAlias(const char* alias, std::string& path) {
+  const BusLink::Answer answer = link_.ask(errand_, servicePath,
+                                           {.interface = serviceInterface,
+                                            .method = "ReadAlias",
+                                            .arguments = g_variant_new("(s)", alias),
+                                            .answerType = "(o)"});
   if (answer.outcome == Outcome::gone) return Outcome::unavailable;
   if (answer.outcome != Outcome::done) return answer.outcome;
-  const char* path = nullptr;
-  g_variant_get(answer.value.get(), "(&o)", &path);
-  const std::string collection = path;
-  if (collection == "/") return Outcome::done;
-  answer = link_.ask(errand_, collection,
-                     {.interface = propertiesInterface,
-                      .method = "Get",
-                      .arguments = g_variant_new("(ss)", collectionInterface, "Locked"),
-                      .answerType = "(v)"});
-  // An alias may outlive its collection.
-  if (answer.outcome == Outcome::gone) return Outcome::done;
-  if (answer.outcome != Outcome::done) return answer.outcome;
-  const VariantOwner boxed(g_variant_get_child_value(answer.value.get(), 0));
-  const VariantOwner isLocked(g_variant_get_variant(boxed.get()));
-  if (!g_variant_is_of_type(isLocked.get(), G_VARIANT_TYPE_BOOLEAN)) return Outcome::broken;
-  if (g_variant_get_boolean(isLocked.get()) != FALSE) locked.push_back(collection);
-  defaultCollection_ = collection;
+  const char* text = nullptr;
+  g_variant_get(answer.value.get(), "(&o)", &text);
+  path = text;
   return Outcome::done;
+}
+
+BusLink::Answer KeychainVisit::readProperty(const std::string& path, const char* interface, const char* name,
+                                            const char* type) {
+  BusLink::Answer answer = link_.ask(errand_, path,
+                                     {.interface = propertiesInterface,
+                                      .method = "Get",
+                                      .arguments = g_variant_new("(ss)", interface, name),
+                                      .answerType = "(v)"});
+  if (answer.outcome != Outcome::done) return answer;
+  const VariantOwner boxed(g_variant_get_child_value(answer.value.get(), 0));
+  answer.value.reset(g_variant_get_variant(boxed.get()));
+  if (g_variant_is_of_type(answer.value.get(), G_VARIANT_TYPE(type)) != FALSE) return answer;
+  return {.outcome = Outcome::broken, .value = nullptr};
 }
 
 }  // namespace quelto::platform::keychain

@@ -12,9 +12,9 @@ constexpr std::chrono::milliseconds callLimit{3500};
 /// A bus answers within a millisecond; this leaves room for a machine that has just come up.
 constexpr std::chrono::milliseconds stateLimit{1500};
 
-std::shared_ptr<const Item> copyOf(const Item& item) {
+std::shared_ptr<const Item> withoutSecret(const Item& item) {
   return std::make_shared<const Item>(
-      Item{.itemClass = item.itemClass, .attributes = item.attributes, .secret = item.secret.copy()});
+      Item{.itemClass = item.itemClass, .attributes = item.attributes, .secret = {}});
 }
 
 /// Whether the link served its call well, so that it may serve another one.
@@ -32,32 +32,37 @@ SecretServiceState SecretServiceStore::state() {
     if (prepared.link != nullptr) keepIdleLink(std::move(prepared.link));
     return statusOf(prepared.outcome == Outcome::gone ? Outcome::done : prepared.outcome);
   };
-  return Errand::run(stateLimit, look) == errSecSuccess ? *state : SecretServiceState::unreachable;
+  return Errand::run(stateLimit, look).status == errSecSuccess ? *state : SecretServiceState::unreachable;
 }
 
 OSStatus SecretServiceStore::find(const ItemMatch& match, Want want, Item& found) {
   const auto result = std::make_shared<Item>();
-  const OSStatus status =
+  Errand::Ending ending =
       visit([match, want, result](KeychainVisit& visit) { return visit.find(match, want, *result); });
-  if (status == errSecSuccess) found = std::move(*result);
-  return status;
+  if (ending.status != errSecSuccess) return ending.status;
+  found = std::move(*result);
+  found.secret = std::move(ending.secret);
+  return errSecSuccess;
 }
 
 OSStatus SecretServiceStore::add(const Item& item, const std::vector<std::string>& identity) {
-  return visit([item = copyOf(item), identity](KeychainVisit& visit) { return visit.add(*item, identity); });
+  const auto work = [item = withoutSecret(item), identity](KeychainVisit& visit) {
+    return visit.add(*item, identity);
+  };
+  return visit(work, item.secret.copy()).status;
 }
 
 OSStatus SecretServiceStore::updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) {
-  return visit([match, howMany, secret = std::make_shared<const Secret>(secret.copy())](
-                   KeychainVisit& visit) { return visit.updateSecret(match, howMany, *secret); });
+  const auto work = [match, howMany](KeychainVisit& visit) { return visit.updateSecret(match, howMany); };
+  return visit(work, secret.copy()).status;
 }
 
 OSStatus SecretServiceStore::remove(const ItemMatch& match, HowMany howMany) {
-  return visit([match, howMany](KeychainVisit& visit) { return visit.remove(match, howMany); });
+  return visit([match, howMany](KeychainVisit& visit) { return visit.remove(match, howMany); }).status;
 }
 
-OSStatus SecretServiceStore::visit(std::function<OSStatus(KeychainVisit&)> work) {
-  return Errand::run(callLimit, [this, work = std::move(work)](Errand& errand) {
+Errand::Ending SecretServiceStore::visit(std::function<OSStatus(KeychainVisit&)> work, Secret secret) {
+  auto workWithLink = [this, work = std::move(work)](Errand& errand) {
     PreparedLink prepared = preparedLink(errand, &BusLink::turnToService);
     if (prepared.outcome != Outcome::done) return statusOf(prepared.outcome);
     OSStatus status = errSecIO;
@@ -67,7 +72,8 @@ OSStatus SecretServiceStore::visit(std::function<OSStatus(KeychainVisit&)> work)
     }
     if (isSound(status)) keepIdleLink(std::move(prepared.link));
     return status;
-  });
+  };
+  return Errand::run(callLimit, std::move(workWithLink), std::move(secret));
 }
 
 SecretServiceStore::PreparedLink SecretServiceStore::preparedLink(Errand& errand,

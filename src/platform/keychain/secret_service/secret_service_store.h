@@ -24,8 +24,8 @@ class SecretServiceStore final : public ItemStore {
   [[nodiscard]] OSStatus remove(const ItemMatch& match, HowMany howMany) override;
 
  private:
-  /// Runs the work with a link, kept from an earlier call if that one still stands.
-  [[nodiscard]] OSStatus visit(std::function<OSStatus(KeychainVisit&)> work);
+  /// Runs the work with a link, kept from an earlier call if that one still stands, and the secret.
+  [[nodiscard]] Errand::Ending visit(std::function<OSStatus(KeychainVisit&)> work, Secret secret = {});
   /// A link and what `prepare` said of it; null unless that is done or gone.
   struct PreparedLink {
     Outcome outcome = Outcome::unavailable;
