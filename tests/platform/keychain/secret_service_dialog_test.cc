@@ -103,9 +103,9 @@ TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
   } rows[] = {{"add", [&] { return addSecret("new"); }}, {"update", [&] { return updateSecret("alice"); }}};
   for (const auto& row : rows) {
     around.lockCollection();
-    EXPECT_EQ(timed(row.call), errSecInteractionNotAllowed) << row.name;
+    EXPECT_EQ(row.call(), errSecInteractionNotAllowed) << row.name;
     EXPECT_FALSE(isInMemory(inverse)) << row.name;
-    EXPECT_TRUE(isDialogUp()) << row.name;
+    EXPECT_TRUE(dialogAppears()) << row.name;
     typeIntoDialog("key Escape");
     EXPECT_TRUE(dialogDisappears()) << row.name;
     EXPECT_TRUE(threads.haveEnded()) << row.name;
