@@ -23,8 +23,7 @@ std::string withoutAutolaunch(std::string_view addresses) {
   return kept;
 }
 
-/// Whether nobody but this user can put anything into the folder, as the XDG Base Directory Specification
-/// wants it to be.
+/// Whether nobody but this user can put anything into the folder, as XDG asks of every runtime folder.
 bool isOursAlone(const std::string& folder) {
   constexpr mode_t writableByOthers = 0022;
   struct stat status {};
