@@ -8,8 +8,8 @@
 #include "platform/secret.h"
 
 /// The keychain's side of the credential store. A failure of the keychain, of whatever kind, is told as
-/// absent or false and nothing else; nothing is shown. Each request to the keychain ends within five seconds;
-/// an addition takes two, a deletion one more than there are items. Thread-safe.
+/// absent or false and nothing else; nothing is shown. Each request to the keychain ends in the time that
+/// sec_item.h gives; an addition takes two, a deletion one more than there are items. Thread-safe.
 namespace quelto::credentials {
 
 /// The secret of the first item that matches; absent also when it is not UTF-8.

@@ -10,7 +10,8 @@
 /// The user's keychain: items found, added, changed and deleted by dictionaries. Which place keeps the items
 /// is decided in keychain_choice.h; a place that was chosen before and cannot be reached answers
 /// `errSecNotAvailable`, a locked one `errSecInteractionNotAllowed`, and neither ever `errSecItemNotFound`.
-/// Every call ends within five seconds. A dictionary with a key that the call does not know, a value of the
+/// Every call ends within five seconds; an addition that settles the place and fails looks once more what was
+/// kept, which may take another four. A dictionary with a key that the call does not know, a value of the
 /// wrong type, or without a class is answered with `errSecParam`. Thread-safe.
 namespace quelto::platform {
 
