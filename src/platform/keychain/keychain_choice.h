@@ -22,7 +22,7 @@ struct ChosenStore {
 
 /// Settles the chosen place and adds the items to it; when that fails and certainly nothing was kept, a place
 /// that was settled for it is settled no more. Nothing is added where the place cannot be settled. Items that
-/// come together are kept all or none, unless the process is killed in between. Results are as in
+/// come together are kept all or none, unless the process or the place dies in between. Results are as in
 /// `ItemStore`, or those of `chosenStore`. Thread-safe.
 [[nodiscard]] OSStatus addToChosenStore(std::span<const Item> items);
 

@@ -44,8 +44,12 @@ SecKeyRef SecKeyCreateRandomKey(const SecDictionary& attributes, OSStatus& error
   auto asked = keychain::newKeyPairOf(attributes);
   error = errSecParam;
   if (!asked) return nullptr;
+  if (rsa() == nullptr) {
+    error = errSecNotAvailable;
+    return nullptr;
+  }
   const keychain::CoreDumpsOff whileItIsMade;
-  auto pair = rsa() != nullptr ? rsa()->generate(asked->bits) : std::nullopt;
+  auto pair = rsa()->generate(asked->bits);
   if (!pair) return nullptr;
   asked->privateKey.secret = std::move(pair->privateKey);
   asked->publicKey.secret = std::move(pair->publicKey);

@@ -28,12 +28,11 @@ class SecKey {
   [[nodiscard]] virtual std::optional<Secret> decrypted(std::string_view block) const = 0;
 };
 
-/// Makes a pair and keeps both halves in the keychain, or, unless the process is killed in between, neither.
-/// The attributes are those of the pair
-/// (`kSecClassKey`, `kSecAttrKeyTypeRSA`, `kSecAttrKeySizeInBits`, ...), with those of the halves under
-/// `kSecPrivateKeyAttrs` and `kSecPublicKeyAttrs`; both must be permanent. Returns the private half, or null
-/// with the reason in `error`: `errSecDuplicateItem` when there is a key of the same tag, class, type and
-/// size.
+/// Makes a pair and keeps both halves in the keychain, or, unless the process or the place dies in between,
+/// neither. The attributes are those of the pair (`kSecClassKey`, `kSecAttrKeyTypeRSA`,
+/// `kSecAttrKeySizeInBits`, ...), with those of the halves under `kSecPrivateKeyAttrs` and
+/// `kSecPublicKeyAttrs`; both must be permanent. Returns the private half, or null with the reason in
+/// `error`: `errSecDuplicateItem` when there is a key of the same tag, class, type and size.
 [[nodiscard]] SecKeyRef SecKeyCreateRandomKey(const SecDictionary& attributes, OSStatus& error);
 
 [[nodiscard]] std::size_t SecKeyGetBlockSize(const SecKey& key);
