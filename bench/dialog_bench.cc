@@ -19,11 +19,11 @@
 
 #include "bench/process_timing.h"
 #include "bench/server_list_file.h"
-#include "platform/child_options.h"
-#include "platform/child_process.h"
-#include "platform/descriptors.h"
-#include "platform/dialog_protocol.h"
-#include "platform/user_notification.h"
+#include "platform/children/child_options.h"
+#include "platform/children/child_process.h"
+#include "platform/dialog/dialog_protocol.h"
+#include "platform/dialog/user_notification.h"
+#include "platform/files/descriptors.h"
 
 namespace quelto::bench {
 namespace {

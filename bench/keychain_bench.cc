@@ -9,15 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "platform/keychain/embedded/database.h"
-#include "platform/keychain/embedded/embedded_keychain.h"
-#include "platform/keychain/embedded/item_index.h"
-#include "platform/keychain/embedded/master_key.h"
-#include "platform/keychain/embedded/schema.h"
-#include "platform/keychain/embedded/stored_item.h"
-#include "platform/keychain/embedded/transaction.h"
-#include "platform/keychain/private_folder.h"
-#include "tests/temporary_folder.h"
+#include "keychain/embedded/database.h"
+#include "keychain/embedded/embedded_keychain.h"
+#include "keychain/embedded/item_index.h"
+#include "keychain/embedded/master_key.h"
+#include "keychain/embedded/schema.h"
+#include "keychain/embedded/stored_item.h"
+#include "keychain/embedded/transaction.h"
+#include "platform/files/private_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quelto::bench {
 namespace {

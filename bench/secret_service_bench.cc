@@ -12,9 +12,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/keychain/item_store.h"
-#include "platform/module.h"
-#include "tests/platform/keychain/keyring_surroundings.h"
+#include "keychain/item_store.h"
+#include "platform/bundle/module.h"
+#include "tests/support/keyring_surroundings.h"
 
 namespace quelto::bench {
 namespace {

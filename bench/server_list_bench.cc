@@ -11,8 +11,8 @@
 #include "bench/server_list_file.h"
 #include "launcher/process_values.h"
 #include "launcher/server_list.h"
-#include "platform/files.h"
-#include "platform/text.h"
+#include "platform/files/files.h"
+#include "platform/text/text.h"
 
 namespace quelto::bench {
 namespace {

@@ -5,10 +5,10 @@
 #include <string>
 #include <unordered_map>
 
-#include "platform/bundle.h"
-#include "platform/bundle_strings.h"
-#include "platform/files.h"
-#include "platform/strings_table.h"
+#include "platform/bundle/bundle.h"
+#include "platform/files/files.h"
+#include "platform/resources/bundle_strings.h"
+#include "platform/resources/strings_table.h"
 #include "ui/localized_strings.h"
 
 namespace quelto::bench {

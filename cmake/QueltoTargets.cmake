@@ -13,6 +13,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
+find_package(PkgConfig REQUIRED)
+
 find_program(QUELTO_CCACHE ccache)
 if(QUELTO_CCACHE)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${QUELTO_CCACHE})
@@ -55,11 +57,17 @@ function(quelto_static_runtime name)
   endif()
 endfunction()
 
-# A folder's static library: quelto_library(NAME SOURCES a.cc ... [LINK other ...])
+# A folder's static library: quelto_library(NAME SOURCES a.cc ... [LINK other ...]). With HEADERS instead of SOURCES
+# there is nothing to compile.
 function(quelto_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
-  add_library(quelto_${name} STATIC ${ARG_SOURCES})
-  target_link_libraries(quelto_${name} PUBLIC quelto_options ${ARG_LINK})
+  cmake_parse_arguments(ARG "" "" "SOURCES;HEADERS;LINK" ${ARGN})
+  if(ARG_SOURCES)
+    add_library(quelto_${name} STATIC ${ARG_SOURCES})
+    target_link_libraries(quelto_${name} PUBLIC quelto_options ${ARG_LINK})
+  else()
+    add_library(quelto_${name} INTERFACE)
+    target_link_libraries(quelto_${name} INTERFACE quelto_options ${ARG_LINK})
+  endif()
 endfunction()
 
 # All modules, for whatever opens them at run time.

@@ -1,7 +1,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "platform/keychain/embedded/attribute_bytes.h"
+#include "keychain/embedded/attribute_bytes.h"
 
 /// Whatever is read as attributes is written as the same bytes: no two forms of one item.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

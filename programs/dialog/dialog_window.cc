@@ -5,9 +5,9 @@
 #include <limits>
 #include <string_view>
 
-#include "platform/dialog_protocol.h"
-#include "platform/text.h"
-#include "platform/user_notification.h"
+#include "platform/dialog/dialog_protocol.h"
+#include "platform/dialog/user_notification.h"
+#include "platform/text/text.h"
 
 namespace quelto::dialog {
 namespace {

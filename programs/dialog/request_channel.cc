@@ -7,7 +7,7 @@
 #include <array>
 #include <cerrno>
 
-#include "platform/dialog_protocol.h"
+#include "platform/dialog/dialog_protocol.h"
 
 namespace quelto::dialog {
 namespace {

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/property_list.h"
+#include "platform/resources/property_list.h"
 
 namespace quelto::dialog {
 

@@ -1,6 +1,6 @@
 #include "credentials/auth_store.h"
 
-#include "platform/environment.h"
+#include "platform/user/environment.h"
 #include "util/strings.h"
 
 namespace quelto::credentials {

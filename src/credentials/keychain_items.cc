@@ -4,8 +4,8 @@
 #include <mutex>
 #include <utility>
 
-#include "platform/keychain/sec_item.h"
-#include "platform/text.h"
+#include "keychain/sec_item.h"
+#include "platform/text/text.h"
 
 namespace quelto::credentials {
 namespace {

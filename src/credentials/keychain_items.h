@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "credentials/item_records.h"
-#include "platform/secret.h"
+#include "items/item_records.h"
+#include "platform/secrets/secret.h"
 
 /// The keychain's side of the credential store. A failure of the keychain, of whatever kind, is told as
 /// absent or false and nothing else; nothing is shown. Each request to the keychain ends in the time that

@@ -4,7 +4,7 @@
 #include <csignal>
 #include <cstdint>
 
-#include "platform/child_process.h"
+#include "platform/children/child_process.h"
 
 namespace quelto::launcher {
 

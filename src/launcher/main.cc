@@ -5,9 +5,9 @@
 #include "launcher/ssh_run.h"
 #include "launcher/start_up.h"
 #include "launcher/user_name_flow.h"
-#include "platform/leave.h"
-#include "platform/signals.h"
-#include "platform/standard_streams.h"
+#include "platform/files/standard_streams.h"
+#include "platform/signals/leave.h"
+#include "platform/signals/signals.h"
 
 int main(int argc, char** argv) {
   namespace launcher = quelto::launcher;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "launcher/server_list.h"
-#include "platform/semaphore.h"
+#include "platform/threads/semaphore.h"
 
 namespace quelto::launcher {
 

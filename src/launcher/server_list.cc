@@ -4,9 +4,9 @@
 #include <utility>
 
 #include "launcher/process_values.h"
-#include "platform/files.h"
-#include "platform/text.h"
-#include "platform/user.h"
+#include "platform/files/files.h"
+#include "platform/text/text.h"
+#include "platform/user/user.h"
 #include "util/strings.h"
 
 namespace quelto::launcher {

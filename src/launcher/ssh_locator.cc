@@ -1,10 +1,10 @@
 #include "launcher/ssh_locator.h"
 
-#include "platform/bundle.h"
-#include "platform/child_options.h"
-#include "platform/environment.h"
-#include "platform/files.h"
-#include "platform/text.h"
+#include "platform/bundle/bundle.h"
+#include "platform/children/child_options.h"
+#include "platform/files/files.h"
+#include "platform/text/text.h"
+#include "platform/user/environment.h"
 #include "util/strings.h"
 
 namespace quelto::launcher {

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "platform/captured_run.h"
+#include "platform/children/captured_run.h"
 
 namespace quelto::launcher {
 

@@ -1,8 +1,8 @@
 #include "ui/error_line.h"
 
-#include "platform/leave.h"
-#include "platform/standard_streams.h"
-#include "platform/text.h"
+#include "platform/files/standard_streams.h"
+#include "platform/signals/leave.h"
+#include "platform/text/text.h"
 #include "ui/localized_strings.h"
 
 namespace quelto::ui {

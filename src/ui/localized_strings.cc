@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "platform/bundle_strings.h"
+#include "platform/resources/bundle_strings.h"
 #include "util/strings.h"
 
 namespace quelto::ui {

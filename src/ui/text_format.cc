@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cstddef>
 
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 namespace quelto::ui {
 namespace {

@@ -4,11 +4,11 @@
 #include <array>
 #include <vector>
 
-#include "platform/bundle.h"
-#include "platform/files.h"
-#include "platform/info_dictionary.h"
-#include "platform/text.h"
-#include "platform/user.h"
+#include "platform/bundle/bundle.h"
+#include "platform/files/files.h"
+#include "platform/resources/info_dictionary.h"
+#include "platform/text/text.h"
+#include "platform/user/user.h"
 #include "util/strings.h"
 
 namespace quelto::util {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "platform/text.h"
+#include "platform/text/text.h"
 
 namespace quelto::util {
 namespace {

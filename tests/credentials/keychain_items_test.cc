@@ -8,9 +8,9 @@
 #include <functional>
 #include <future>
 
-#include "platform/keychain/keychain_choice.h"
-#include "platform/keychain/sec_item.h"
-#include "tests/platform/keychain/sessions.h"
+#include "keychain/keychain_choice.h"
+#include "keychain/sec_item.h"
+#include "tests/support/sessions.h"
 
 namespace quelto::credentials {
 namespace {

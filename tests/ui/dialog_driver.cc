@@ -1,8 +1,8 @@
 #include <cstdio>
 #include <string_view>
 
-#include "platform/bundle.h"
-#include "platform/environment.h"
+#include "platform/bundle/bundle.h"
+#include "platform/user/environment.h"
 #include "ui/dialogs.h"
 #include "ui/localized_strings.h"
 

@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "platform/bundle_strings.h"
-#include "tests/temporary_folder.h"
+#include "platform/resources/bundle_strings.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quelto::ui {
 namespace {

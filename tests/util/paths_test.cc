@@ -8,7 +8,7 @@
 #include <unordered_set>
 #include <vector>
 
-#include "tests/temporary_folder.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quelto::util {
 namespace {

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "keychain/embedded/deadline.h"
+
+struct sqlite3;
+struct sqlite3_file;
+struct sqlite3_stmt;
+
+/// SQLite with owners. Every call throws Failure: errSecNotAvailable when the file cannot be opened for
+/// writing or another process keeps it locked until the deadline, errSecParam for a value that is too large,
+/// errSecIO for everything else (damage, full disk, failing disk). One thread at a time.
+namespace quelto::platform::keychain::embedded {
+
+/// One use of a prepared statement. Gives it back when destroyed, and with it the read lock that a use which
+/// did not come to its last row holds.
+class Statement {
+ public:
+  /// Texts among the values are borrowed until this use ends.
+  template <typename... Values>
+  explicit Statement(sqlite3_stmt* statement, const Values&... values) : statement_(statement) {
+    int parameter = 0;
+    (bind(++parameter, values), ...);
+  }
+  ~Statement();
+  Statement(const Statement&) = delete;
+  Statement& operator=(const Statement&) = delete;
+
+  /// Whether there is a (next) row.
+  [[nodiscard]] bool step();
+  /// Columns of the row count from 0. The bytes are valid until the next step.
+  [[nodiscard]] std::int64_t integer(int column) const;
+  [[nodiscard]] std::string_view bytes(int column) const;
+
+ private:
+  void bind(int parameter, std::int64_t value);
+  void bind(int parameter, std::string_view bytes);
+
+  sqlite3_stmt* statement_;
+};
+
+class Database {
+ public:
+  /// Opens a database that exists; ":memory:" is an empty one of its own. Waits for locks until `deadline`.
+  /// Fails with errSecNotAvailable, and has written nothing, for one with a write-ahead log.
+  Database(const std::string& path, const Deadline& deadline);
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
+
+  /// Until when the calls that follow may wait and work.
+  void setDeadline(const Deadline& deadline) { deadline_ = deadline; }
+  [[nodiscard]] Deadline& deadline() noexcept { return deadline_; }
+  /// For loops of many short statements: fails once the deadline is over.
+  void requireTime() const;
+
+  /// A use of a statement with its values in the order of its parameters. `sql` is a literal, one use of it
+  /// at a time: the statement is prepared once and kept under the literal's address.
+  template <typename... Values>
+  [[nodiscard]] Statement query(const char* sql, const Values&... values) {
+    return Statement(prepared(sql), values...);
+  }
+
+  /// Runs a statement for its effect; returns how many rows it changed.
+  template <typename... Values>
+  std::int64_t run(const char* sql, const Values&... values) {
+    Statement statement(prepared(sql), values...);
+    while (statement.step()) {
+    }
+    return changes();
+  }
+
+  /// The first row's first column; 0 without a row.
+  template <typename... Values>
+  [[nodiscard]] std::int64_t number(const char* sql, const Values&... values) {
+    Statement statement(prepared(sql), values...);
+    return statement.step() ? statement.integer(0) : 0;
+  }
+
+  /// Runs statements that are separated by semicolons and have no parameters.
+  void runScript(const char* sql);
+  /// The row that the last INSERT made.
+  [[nodiscard]] std::int64_t lastRow() const;
+  [[nodiscard]] bool isInTransaction() const;
+  /// The file's size in bytes as it is on disk.
+  [[nodiscard]] std::int64_t fileSize() const;
+  /// The whole database as the bytes of a file.
+  [[nodiscard]] std::string image() const;
+
+ private:
+  struct Closer {
+    void operator()(sqlite3* database) const;
+  };
+  struct Finalizer {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+
+  void waitForLocksAndStopAtDeadline();
+  /// We never make one, and SQLite would fold it into the file before any version is looked at.
+  void requireNoWriteAheadLog() const;
+  [[nodiscard]] sqlite3_file* openFile() const;
+  [[nodiscard]] sqlite3_stmt* prepared(const char* sql);
+  [[nodiscard]] std::int64_t changes() const;
+
+  Deadline deadline_;
+  // In this order, since the statements have to go first.
+  std::unique_ptr<sqlite3, Closer> database_;
+  std::map<const void*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
+};
+
+}  // namespace quelto::platform::keychain::embedded

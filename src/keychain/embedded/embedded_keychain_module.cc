@@ -1,0 +1,33 @@
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "keychain/embedded/embedded_keychain.h"
+
+namespace quelto::platform::keychain {
+namespace {
+
+/// Never destroyed: another thread may be in a call when the process ends.
+struct Keychains {
+  std::mutex mutex;
+  std::map<std::string, std::unique_ptr<EmbeddedKeychain>, std::less<>> byFolder;
+};
+
+Keychains& keychains() {
+  static auto* const all = new Keychains;
+  return *all;
+}
+
+}  // namespace
+}  // namespace quelto::platform::keychain
+
+quelto::platform::keychain::ItemStore* queltoOpenEmbeddedKeychain(const char* folder) try {
+  auto& [mutex, byFolder] = quelto::platform::keychain::keychains();
+  const std::lock_guard lock(mutex);
+  auto& keychain = byFolder[folder];
+  if (!keychain) keychain = std::make_unique<quelto::platform::keychain::EmbeddedKeychain>(folder);
+  return keychain.get();
+} catch (...) {  // no exception leaves a module
+  return nullptr;
+}

@@ -1,0 +1,46 @@
+#include "keychain/embedded/schema.h"
+
+#include "keychain/embedded/database.h"
+#include "keychain/failure.h"
+
+namespace quelto::platform::keychain::embedded {
+namespace {
+
+constexpr int schemaVersion = 1;
+
+constexpr const char* schema =
+    "PRAGMA user_version = 1;"
+    // One row once there is a master key: a known text sealed under it.
+    "CREATE TABLE key_check(sealed BLOB NOT NULL) STRICT;"
+    // AUTOINCREMENT, since a secret is bound to its row's number and no later item may get that again.
+    "CREATE TABLE item(id INTEGER PRIMARY KEY AUTOINCREMENT, class INTEGER NOT NULL, attributes BLOB NOT "
+    "NULL,"
+    " sealed BLOB NOT NULL) STRICT;"
+    "CREATE INDEX item_by_class ON item(class);"
+    // Names of attributes that items of one class are found by together (item_index.h).
+    "CREATE TABLE combination(id INTEGER PRIMARY KEY, class INTEGER NOT NULL, missing INTEGER NOT NULL,"
+    " names BLOB NOT NULL, UNIQUE(class, missing, names)) STRICT;"
+    // For each combination and each item that it lists, the hash of the item's values.
+    "CREATE TABLE entry(combination INTEGER NOT NULL, hash INTEGER NOT NULL, item INTEGER NOT NULL,"
+    " PRIMARY KEY(combination, hash, item)) STRICT, WITHOUT ROWID;"
+    "CREATE INDEX entry_by_item ON entry(item);";
+
+}  // namespace
+
+std::string emptyDatabase(const Deadline& deadline) {
+  Database database(":memory:", deadline);
+  database.runScript(schema);
+  return database.image();
+}
+
+void requireWholeDatabase(Database& database) {
+  const std::int64_t version = database.number("PRAGMA user_version");
+  // A database is put in its place whole, so one without a version has been emptied since.
+  if (version != schemaVersion) throw Failure(version > schemaVersion ? errSecNotAvailable : errSecIO);
+  // SQLite itself sees that whole pages are missing, and takes the missing part of a page for zeros.
+  if (database.fileSize() < database.number("PRAGMA page_count") * database.number("PRAGMA page_size")) {
+    throw Failure(errSecIO);
+  }
+}
+
+}  // namespace quelto::platform::keychain::embedded

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "platform/children/child_process.h"
+#include "platform/files/unique_fd.h"
+
+namespace quelto::platform {
+
+struct ChildOptions;
+
+struct CapturedOutput {
+  int terminationStatus;
+  /// What the child wrote; absent when that was more than the limit.
+  std::optional<std::string> output;
+};
+
+/// One run of a child with its standard output captured. The caller may do other work between `start` and
+/// `finish`; a run that was started must be finished. One thread.
+class CapturedRun {
+ public:
+  /// False when the child cannot be started.
+  [[nodiscard]] bool start(ChildOptions options);
+
+  /// Waits for the child's end, without a time limit. What the child left running in the background, still
+  /// holding the output, is not waited for: the output ends with what was written by the time the child
+  /// ended. At most `limit` bytes are kept.
+  [[nodiscard]] CapturedOutput finish(std::size_t limit);
+
+ private:
+  ChildProcess child_;
+  UniqueFd output_;
+};
+
+}  // namespace quelto::platform

@@ -1,0 +1,123 @@
+#include "platform/dialog/terminal_modes_signal.h"
+
+#include <signal.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <utility>
+
+namespace quelto::platform {
+namespace {
+
+/// Those that cannot be handled or whose default action does not end the process. All others end it, the
+/// real-time signals too.
+constexpr std::array otherSignals{SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU,
+                                  SIGCONT, SIGCHLD, SIGURG,  SIGWINCH};
+
+/// The keys that a question needs, for a terminal that has them switched off: Ctrl-C, Ctrl-D, backspace and
+/// Ctrl-U.
+constexpr std::array<std::pair<std::size_t, cc_t>, 4> neededKeys{
+    {{VINTR, 0x03}, {VEOF, 0x04}, {VERASE, 0x7F}, {VKILL, 0x15}}};
+
+/// The terminal whose modes are changed; -1: none. Set after its modes were found and cleared after they are
+/// back, so that a signal at any time between the two finds both.
+constinit std::atomic<int> changedTerminal{-1};
+constinit termios modesFound{};
+constinit struct sigaction actionsFound[NSIG] {};
+
+/// In the background this would stop the process instead. Signal-safe.
+void setModes(int terminal, int when, const termios& modes) noexcept {
+  sigset_t stop;
+  sigset_t before;
+  sigemptyset(&stop);
+  sigaddset(&stop, SIGTTOU);
+  ::pthread_sigmask(SIG_BLOCK, &stop, &before);
+  ::tcsetattr(terminal, when, &modes);
+  ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+/// The signal, raised again, waits until this handler returns. Signal-safe.
+void restoreAndRaise(int signal) noexcept {
+  const int saved = errno;
+  restoreTerminalModes();
+  struct sigaction byDefault {};
+  byDefault.sa_handler = SIG_DFL;
+  ::sigaction(signal, &byDefault, nullptr);
+  (void)::raise(signal);
+  errno = saved;
+}
+
+/// The C library refuses the few that it keeps for itself.
+template <typename Action>
+void forEachEndingSignal(Action action) {
+  for (int signal = 1; signal <= SIGRTMAX; ++signal) {
+    if (std::ranges::find(otherSignals, signal) == otherSignals.end()) action(signal);
+  }
+}
+
+void routeEndingSignals() {
+  struct sigaction action {};
+  action.sa_handler = restoreAndRaise;
+  // A thread whose stack has overflown may have another one for signals.
+  action.sa_flags = SA_ONSTACK;
+  sigemptyset(&action.sa_mask);
+  forEachEndingSignal([&action](int signal) { sigaddset(&action.sa_mask, signal); });
+  forEachEndingSignal([&action](int signal) {
+    ::sigaction(signal, nullptr, &actionsFound[signal]);
+    if (actionsFound[signal].sa_handler == SIG_DFL) ::sigaction(signal, &action, nullptr);
+  });
+}
+
+void putActionsBack() {
+  forEachEndingSignal([](int signal) {
+    if (actionsFound[signal].sa_handler == SIG_DFL) ::sigaction(signal, &actionsFound[signal], nullptr);
+  });
+}
+
+termios lineModes(termios modes) {
+  modes.c_iflag &= ~static_cast<tcflag_t>(IGNCR | INLCR | ISTRIP | IUCLC);
+  modes.c_iflag |= ICRNL | IUTF8;
+  modes.c_oflag |= OPOST | ONLCR;
+  modes.c_lflag |= ICANON | ECHO | ISIG;
+  for (const auto& [key, byDefault] : neededKeys) {
+    if (modes.c_cc[key] == _POSIX_VDISABLE) modes.c_cc[key] = byDefault;
+  }
+  return modes;
+}
+
+bool isSame(const termios& one, const termios& other) {
+  return one.c_iflag == other.c_iflag && one.c_oflag == other.c_oflag && one.c_lflag == other.c_lflag &&
+         std::ranges::equal(one.c_cc, other.c_cc);
+}
+
+}  // namespace
+
+TerminalModes::TerminalModes(int terminal) {
+  if (::tcgetattr(terminal, &modesFound) != 0) return;
+  const termios wanted = lineModes(modesFound);
+  if (isSame(wanted, modesFound)) return;
+  routeEndingSignals();
+  changedTerminal.store(terminal);
+  setModes(terminal, TCSADRAIN, wanted);
+}
+
+TerminalModes::~TerminalModes() {
+  if (changedTerminal.load() == -1) return;
+  restoreTerminalModes();
+  changedTerminal.store(-1);
+  putActionsBack();
+}
+
+void restoreTerminalModes() noexcept {
+  const int saved = errno;
+  const int terminal = changedTerminal.load();
+  if (terminal != -1) setModes(terminal, TCSANOW, modesFound);
+  errno = saved;
+}
+
+}  // namespace quelto::platform

@@ -1,0 +1,322 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+
+#include "keychain/failure.h"
+#include "platform/bundle/module.h"
+#include "tests/keychain/embedded/embedded_surroundings.h"
+#include "tests/keychain/item_store_contract.h"
+
+namespace quelto::platform::keychain {
+namespace {
+
+namespace fs = std::filesystem;
+using test::addItem;
+using test::findItem;
+using test::ItemStoreContract;
+using test::KeychainFolder;
+using test::matchOf;
+using Want = ItemStore::Want;
+
+class EmbeddedUnderTest final : public test::StoreUnderTest {
+ public:
+  [[nodiscard]] ItemStore& store() override { return store_; }
+
+ private:
+  KeychainFolder folder_;
+  EmbeddedKeychain store_{folder_.path()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Embedded, ItemStoreContract,
+                         testing::Values(test::StoreKind{
+                             "embedded", [] { return std::make_unique<EmbeddedUnderTest>(); }}));
+
+TEST(EmbeddedModule, OpensOneKeychainForEachFolder) {
+  const auto open = reinterpret_cast<decltype(&queltoOpenEmbeddedKeychain)>(
+      moduleEntry("libquelto_embedded_keychain.so", "queltoOpenEmbeddedKeychain"));
+  ASSERT_NE(open, nullptr);
+  const KeychainFolder one;
+  const KeychainFolder other;
+  EXPECT_EQ(addItem(*open(one.path().c_str()), "alice"), errSecSuccess);
+  EXPECT_EQ(open(one.path().c_str()), open(one.path().c_str()));
+  EXPECT_EQ(findItem(*open(one.path().c_str()), "alice"), errSecSuccess);
+  EXPECT_EQ(findItem(*open(other.path().c_str()), "alice"), errSecItemNotFound);
+}
+
+std::string contentOf(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return (std::stringstream() << file.rdbuf()).str();
+}
+
+void write(const fs::path& path, const std::string& content) {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+/// Every path below with its kind, mode and content.
+std::map<std::string, std::string> stateOf(const std::string& folder) {
+  std::map<std::string, std::string> state;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    const auto status = entry.symlink_status();
+    state[entry.path()] = std::to_string(static_cast<int>(status.type())) + " " +
+                          std::to_string(static_cast<unsigned>(status.permissions())) + " " +
+                          (fs::is_regular_file(status) ? contentOf(entry.path()) : "");
+  }
+  return state;
+}
+
+/// What finding, adding, updating and removing answer: one number when they agree.
+std::string answersOf(ItemStore& store) {
+  const OSStatus found = findItem(store, "alice");
+  std::string answers = std::to_string(found);
+  for (const OSStatus status :
+       {addItem(store, "bob"), store.updateSecret(matchOf("alice"), HowMany::all, Secret("x")),
+        store.remove(matchOf("alice"), HowMany::all)}) {
+    if (status != found) answers += " " + std::to_string(status);
+  }
+  return answers;
+}
+
+std::string withBitFlipped(std::string content, std::size_t byte) {
+  content[byte] = static_cast<char>(content[byte] ^ 1);
+  return content;
+}
+
+struct PlaceRow {
+  const char* name;
+  /// Run in the keychain's folder.
+  const char* command;
+  const char* sql;
+  OSStatus status;
+};
+
+const PlaceRow placeRows[] = {
+    {"folder that the group may enter", "chmod 710 .", "", errSecNotAvailable},
+    {"folder that all may read", "chmod 704 .", "", errSecNotAvailable},
+    {"read-only folder", "chmod 500 .", "", errSecNotAvailable},
+    {"link to the folder", "mv ../keychain ../k && ln -s k ../keychain", "", errSecNotAvailable},
+    {"file for a folder", "rm -r ../keychain && : >../keychain", "", errSecNotAvailable},
+    {"group-readable database", "chmod 640 keychain.sqlite", "", errSecNotAvailable},
+    {"read-only database", "chmod 400 keychain.sqlite", "", errSecNotAvailable},
+    {"link to the database", "mv keychain.sqlite k && ln -s k keychain.sqlite", "", errSecNotAvailable},
+    {"FIFO for a database", "rm keychain.sqlite && mkfifo -m 600 keychain.sqlite", "", errSecNotAvailable},
+    {"no database but a key", "rm keychain.[qs]*", "", errSecNotAvailable},
+    {"no database but a queue", "rm keychain.s* master.key", "", errSecNotAvailable},
+    {"no database but a journal", "rm keychain.sqlite keychain.queue master.key", "", errSecNotAvailable},
+    {"newer database", "", "PRAGMA user_version = 2; DROP TABLE entry", errSecNotAvailable},
+    {"newer database in WAL", "", "PRAGMA user_version = 2; PRAGMA journal_mode = WAL", errSecNotAvailable},
+    {"no item table", "", "DROP TABLE item", errSecIO},
+    {"view for a table", "", "ALTER TABLE item RENAME TO i; CREATE VIEW item AS SELECT * FROM i", errSecIO},
+    {"other bytes", "head -c 99999 /dev/zero >keychain.sqlite", "", errSecIO},
+    {"group-readable key", "chmod 640 master.key", "", errSecNotAvailable},
+    {"link to the key", "mv master.key k && ln -s k master.key", "", errSecNotAvailable},
+    {"no key", "rm master.key", "", errSecAuthFailed},
+    {"neither key nor key check", "rm master.key", "DELETE FROM key_check", errSecAuthFailed},
+    {"another's key check", "", "UPDATE key_check SET sealed = (SELECT sealed FROM item)", errSecAuthFailed},
+    {"empty key", ": >master.key", "", errSecAuthFailed},
+    {"key cut short", "truncate -s 31 master.key", "", errSecAuthFailed},
+    {"key with more behind it", "truncate -s 33 master.key", "", errSecAuthFailed},
+};
+
+void expectRefusedAndLeftAlone(const PlaceRow& row) {
+  SCOPED_TRACE(row.name);
+  const KeychainFolder folder;
+  EmbeddedKeychain open(folder.path());
+  ASSERT_EQ(addItem(open, "alice"), errSecSuccess);
+  folder.runSql(row.sql);
+  ASSERT_EQ(
+      std::system(("cd " + folder.path() + " && " + (*row.command != '\0' ? row.command : ":")).c_str()), 0);
+  const auto before = stateOf(folder.above());
+  EXPECT_EQ(answersOf(open), std::to_string(row.status)) << "opened before";
+  // A slash at the end would follow a link.
+  EmbeddedKeychain later(folder.path() + "/");
+  EXPECT_EQ(answersOf(later), std::to_string(row.status));
+  EXPECT_TRUE(stateOf(folder.above()) == before);
+}
+
+TEST(EmbeddedPlace, IsRefusedAndLeftAloneWhenItIsNotAsItWas) {
+  for (const PlaceRow& row : placeRows) expectRefusedAndLeftAlone(row);
+}
+
+TEST(EmbeddedPlace, IsRefusedAndLeftAloneWhenItIsSomebodyElses) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
+  expectRefusedAndLeftAlone({"folder", "chown 65534 .", "", errSecNotAvailable});
+  expectRefusedAndLeftAlone({"database", "chown 65534 keychain.sqlite", "", errSecNotAvailable});
+  expectRefusedAndLeftAlone({"key", "chown 65534 master.key", "", errSecNotAvailable});
+}
+
+TEST(EmbeddedPlace, RunsNoTriggerThatSomebodyPutThere) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+  folder.runSql("CREATE TRIGGER t AFTER INSERT ON item BEGIN DELETE FROM item WHERE id = 1; END");
+  EXPECT_EQ(addItem(store, "bob"), errSecSuccess);
+  EXPECT_EQ(findItem(store, "alice"), errSecSuccess);
+}
+
+TEST(EmbeddedPlace, IsRefusedWhenAnyBitOfTheKeyIsTurnedOrTheDatabaseIsCutAnywhere) {
+  const KeychainFolder folder;
+  ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  const std::string key = contentOf(folder.key());
+  for (std::size_t byte = 0; byte < key.size(); ++byte) {
+    write(folder.key(), withBitFlipped(key, byte));
+    EXPECT_EQ(answersOf(*std::make_unique<EmbeddedKeychain>(folder.path())),
+              std::to_string(errSecAuthFailed));
+  }
+  write(folder.key(), key);
+  const std::string whole = contentOf(folder.database());
+  for (std::size_t length = 0; length < whole.size(); length += length < 110 ? 1 : 509) {
+    write(folder.database(), whole.substr(0, length));
+    EXPECT_EQ(answersOf(*std::make_unique<EmbeddedKeychain>(folder.path())), std::to_string(errSecIO))
+        << length;
+    EXPECT_TRUE(contentOf(folder.database()) == whole.substr(0, length)) << length;
+  }
+  write(folder.database(), whole);
+  EXPECT_EQ(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+}
+
+TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
+  struct Row {
+    mode_t mask;
+    bool isFolderThere;
+  };
+  for (const Row& row : {Row{0000, false}, Row{0077, false}, Row{0000, true}, Row{0777, false}}) {
+    const KeychainFolder folder;
+    const std::string below = folder.path() + "/below";
+    EmbeddedKeychain store(below);
+    EXPECT_EQ(findItem(store, "alice"), errSecItemNotFound);
+    EXPECT_FALSE(fs::exists(folder.path())) << "a look-up leaves no trace";
+    if (row.isFolderThere) fs::create_directories(below);
+    if (row.isFolderThere) fs::permissions(below, fs::perms{0700});
+    const mode_t before = ::umask(row.mask);
+    EXPECT_EQ(addItem(store, "alice"), errSecSuccess);
+    ::umask(before);
+    EXPECT_EQ(fs::status(folder.path()).permissions(), fs::perms{row.isFolderThere ? 0755U : 0700U});
+    EXPECT_EQ(fs::status(below).permissions(), fs::perms{0700});
+    for (const auto& entry : fs::directory_iterator(below)) {
+      EXPECT_EQ(entry.status().permissions(), fs::perms{0600}) << entry.path();
+    }
+    EXPECT_EQ(stateOf(below).size(), 4U) << "database, journal, key, queue";
+    fs::remove_all(folder.path());
+    EXPECT_EQ(answersOf(store), std::to_string(errSecNotAvailable)) << "not made anew by who saw it vanish";
+    EXPECT_FALSE(fs::exists(folder.path()));
+  }
+}
+
+TEST(EmbeddedPlace, IsOpenedAnewWhenABackupTookItsPlace) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+  fs::copy(folder.database(), folder.above() + "/backup");
+  ASSERT_EQ(addItem(store, "bob"), errSecSuccess);
+  fs::rename(folder.above() + "/backup", folder.database());
+  EXPECT_EQ(findItem(store, "bob"), errSecItemNotFound);
+  EXPECT_EQ(addItem(store, "carol"), errSecSuccess);
+  EXPECT_EQ(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "carol"), errSecSuccess);
+}
+
+TEST(EmbeddedPlace, HasADatabaseThatIsNotOpenedThroughALink) {
+  const KeychainFolder folder;
+  ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  fs::rename(folder.database(), folder.above() + "/elsewhere");
+  fs::create_symlink(folder.above() + "/elsewhere", folder.database());
+  EXPECT_THROW(folder.runSql("DELETE FROM item"), Failure) << "a link that comes after the look at it";
+}
+
+TEST(EmbeddedItem, DoesNotOpenWhenItsRowWasAltered) {
+  // alice is row 1, mallory row 2
+  const std::map<const char*, const char*> rows{
+      {"copied secret", "sealed = (SELECT sealed FROM item WHERE id = 2)"},
+      {"copied row", "(attributes, sealed) = (SELECT attributes, sealed FROM item WHERE id = 2)"},
+      {"exchanged attributes", "attributes = (SELECT attributes FROM item WHERE id = 2)"},
+      {"no attributes of ours", "attributes = x'00000001'"},
+      {"another label", "attributes = CAST(replace(CAST(attributes AS TEXT), 'svn: a', 'svn: A') AS BLOB)"},
+      {"another class", "class = 2"},
+      {"neither class nor attributes of ours", "class = 2, attributes = x'00000001'"},
+      {"another number", "id = 3"},
+      {"no secret", "sealed = x''"},
+      {"other nonce", "sealed = CAST(zeroblob(12) || substr(sealed, 13) AS BLOB)"},
+      {"shorter secret", "sealed = substr(sealed, 1, 30)"},
+      {"other tag", "sealed = CAST(substr(sealed, 1, length(sealed) - 16) || zeroblob(16) AS BLOB)"},
+  };
+  for (const auto& [name, change] : rows) {
+    const KeychainFolder folder;
+    EmbeddedKeychain store(folder.path());
+    ASSERT_EQ(addItem(store, "alice") + addItem(store, "mallory"), errSecSuccess);
+    folder.runSql("UPDATE item SET " + std::string(change) + " WHERE id = 1");
+    Item found;
+    EXPECT_EQ(store.find(matchOf("alice"), Want::attributes, found), errSecAuthFailed) << name;
+    EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, Secret("x")), errSecAuthFailed) << name;
+    EXPECT_NE(addItem(store, "alice"), errSecSuccess) << name;
+    EXPECT_EQ(findItem(store, "mallory") + addItem(store, "bob"), errSecSuccess) << name;
+    EXPECT_EQ(store.add({ItemClass::internetPassword, {{"server", "host"}}, {}}, {"server"}), errSecSuccess)
+        << name;
+    EXPECT_EQ(store.remove(matchOf("alice"), HowMany::first), errSecSuccess) << name;
+    EXPECT_EQ(addItem(store, "alice"), errSecSuccess) << name;
+    // By the label too: nothing is left of the old one.
+    EXPECT_EQ(store.find({ItemClass::genericPassword, {{"label", "svn: alice"}}}, Want::attributes, found),
+              errSecSuccess)
+        << name;
+  }
+}
+
+TEST(EmbeddedItem, IsSealedForItsNumberWhichNoOtherGetsAndForItsClass) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  const auto addAgain = [&store] {
+    return store.remove(matchOf("alice"), HowMany::all) + addItem(store, "alice");
+  };
+  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+  folder.runSql("CREATE TABLE old AS SELECT * FROM item");
+  ASSERT_EQ(addAgain(), errSecSuccess);
+  folder.runSql("UPDATE item SET (attributes, sealed) = (SELECT attributes, sealed FROM old)");
+  EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed) << "a secret that was removed";
+  ASSERT_EQ(addAgain(), errSecSuccess);
+  folder.runSql("UPDATE item SET class = 2; UPDATE combination SET class = 2");
+  Item found;
+  EXPECT_EQ(store.find({ItemClass::internetPassword, matchOf("alice").attributes}, Want::attributes, found),
+            errSecAuthFailed);
+}
+
+TEST(EmbeddedItem, IsNotRemovedForAListThatIsWrongAboutIt) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  ASSERT_EQ(addItem(store, "alice") + addItem(store, "bob"), errSecSuccess);
+  folder.runSql("UPDATE OR REPLACE entry SET item = 2 WHERE item = 1");
+  EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed);
+  EXPECT_EQ(store.remove(matchOf("alice"), HowMany::all), errSecItemNotFound);
+  EXPECT_EQ(addItem(store, "alice"), errSecSuccess);
+  EXPECT_EQ(findItem(store, "bob"), errSecSuccess);
+  folder.runSql("UPDATE combination SET class = 2");
+  EXPECT_EQ(store.remove({ItemClass::internetPassword, matchOf("bob").attributes}, HowMany::all),
+            errSecItemNotFound);
+  EXPECT_EQ(findItem(store, "bob"), errSecSuccess);
+}
+
+TEST(EmbeddedItem, IsNotGivenOutWrongWhereverABitOfTheDatabaseIsTurned) {
+  const KeychainFolder folder;
+  ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  const std::string whole = contentOf(folder.database());
+  for (std::size_t byte = 0; byte < whole.size(); byte += 7) {
+    if (whole[byte] == '\0') continue;
+    write(folder.database(), withBitFlipped(whole, byte));
+    EXPECT_NE(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecParam) << byte;
+  }
+}
+
+TEST(EmbeddedItem, LeavesNoPlainSecretAndNothingOfWhatWasRemoved) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+  EXPECT_EQ(contentOf(folder.database()).find("secret of alice"), std::string::npos);
+  EXPECT_NE(contentOf(folder.database()).find("svn: alice"), std::string::npos);
+  ASSERT_EQ(store.remove(matchOf("alice"), HowMany::all), errSecSuccess);
+  EXPECT_EQ(contentOf(folder.database()).find("svn: alice"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace quelto::platform::keychain

@@ -1,0 +1,174 @@
+#include "keychain/sec_key.h"
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/prctl.h>
+
+#include <chrono>
+#include <functional>
+#include <future>
+
+#include "keychain/sec_item.h"
+#include "tests/support/sessions.h"
+
+namespace quelto::platform {
+namespace {
+
+using test::Session;
+using test::User;
+using DictionaryRef = std::shared_ptr<const SecDictionary>;
+
+const SecDictionary::Entry ofKeys{kSecClass, kSecClassKey};
+
+SecData tag(std::string_view text) { return std::make_shared<const Secret>(text); }
+
+DictionaryRef half(SecConstant keyClass, std::string_view tagText, bool isPermanent = true) {
+  return std::make_shared<const SecDictionary>(SecDictionary{{kSecAttrIsPermanent, isPermanent},
+                                                             {kSecAttrApplicationTag, tag(tagText)},
+                                                             {kSecAttrKeyClass, keyClass}});
+}
+
+SecDictionary pairOf(std::int64_t bits) {
+  return {ofKeys,
+          {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+          {kSecAttrKeySizeInBits, bits},
+          {kSecAttrLabel, std::string("The pair")},
+          {kSecAttrCanWrap, kCFBooleanTrue},
+          {kSecPrivateKeyAttrs, half(kSecAttrKeyClassPrivate, "t.private")},
+          {kSecPublicKeyAttrs, half(kSecAttrKeyClassPublic, "t.public")}};
+}
+
+SecDictionary query(SecConstant keyClass, std::int64_t bits = 2048) {
+  const bool isPrivate = keyClass == kSecAttrKeyClassPrivate;
+  return {ofKeys,
+          {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+          {kSecAttrKeySizeInBits, bits},
+          {kSecAttrLabel, std::string("The pair")},
+          {kSecAttrKeyClass, keyClass},
+          {kSecAttrApplicationTag, tag(isPrivate ? "t.private" : "t.public")},
+          {kSecReturnRef, kCFBooleanTrue}};
+}
+
+SecKeyRef find(SecConstant keyClass) {
+  std::optional<SecValue> result;
+  if (SecItemCopyMatching(query(keyClass), &result) != errSecSuccess) return nullptr;
+  return std::get<SecKeyRef>(*result);
+}
+
+bool writesCoreFiles() { return ::prctl(PR_GET_DUMPABLE, 0UL, 0UL, 0UL, 0UL) == 1; }
+
+class SecKeys : public testing::TestWithParam<Session> {
+ protected:
+  User user_{GetParam()};
+};
+INSTANTIATE_TEST_SUITE_P(In, SecKeys, testing::ValuesIn(test::allSessions),
+                         testing::PrintToStringParamName());
+
+TEST_P(SecKeys, PairIsMadeFoundUsedAndDeleted) {
+  OSStatus error = errSecIO;
+  SecKeyRef privateKey = SecKeyCreateRandomKey(pairOf(2048), error);
+  ASSERT_EQ(error, errSecSuccess);
+  const SecKeyRef publicKey = find(kSecAttrKeyClassPublic);
+  ASSERT_TRUE(privateKey && publicKey);
+  EXPECT_EQ(SecKeyGetBlockSize(*publicKey), 256U);
+  EXPECT_EQ(SecKeyGetBlockSize(*privateKey), 256U);
+  EXPECT_FALSE(writesCoreFiles());
+  privateKey = find(kSecAttrKeyClassPrivate);
+
+  for (const std::string& text : {std::string("0123456789"), std::string(245, '\0'), std::string()}) {
+    const auto block = SecKeyCreateEncryptedData(*publicKey, kSecKeyAlgorithmRSAEncryptionPKCS1, text);
+    ASSERT_TRUE(block);
+    EXPECT_EQ(block->size(), 256U);
+    const auto back =
+        SecKeyCreateDecryptedData(*privateKey, kSecKeyAlgorithmRSAEncryptionPKCS1, block->view());
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->view(), text);
+    EXPECT_FALSE(SecKeyCreateDecryptedData(*publicKey, kSecKeyAlgorithmRSAEncryptionPKCS1, block->view()));
+    std::string altered(block->view());
+    altered.back() = static_cast<char>(altered.back() ^ 1);
+    EXPECT_FALSE(SecKeyCreateDecryptedData(*privateKey, kSecKeyAlgorithmRSAEncryptionPKCS1, altered));
+    altered.pop_back();
+    EXPECT_FALSE(SecKeyCreateDecryptedData(*privateKey, kSecKeyAlgorithmRSAEncryptionPKCS1, altered));
+  }
+  EXPECT_FALSE(
+      SecKeyCreateEncryptedData(*publicKey, kSecKeyAlgorithmRSAEncryptionPKCS1, std::string(246, 'x')));
+
+  privateKey.reset();
+  EXPECT_TRUE(writesCoreFiles());
+  EXPECT_EQ(SecItemCopyMatching(query(kSecAttrKeyClassPublic, 3072), nullptr), errSecItemNotFound);
+  EXPECT_EQ(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
+  EXPECT_EQ(error, errSecDuplicateItem);
+
+  EXPECT_EQ(SecItemDelete(query(kSecAttrKeyClassPrivate)), errSecSuccess);
+  // The public half still stands in the way of a new one, whose private half must not stay without it.
+  EXPECT_EQ(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
+  EXPECT_EQ(find(kSecAttrKeyClassPrivate), nullptr);
+  EXPECT_EQ(SecItemDelete(query(kSecAttrKeyClassPublic)), errSecSuccess);
+  EXPECT_EQ(SecItemDelete(query(kSecAttrKeyClassPublic)), errSecItemNotFound);
+  EXPECT_TRUE(writesCoreFiles());
+}
+
+TEST(SecKeyCreation, TellsKeysOfOneTagApartBySize) {
+  const User user(Session::server);
+  OSStatus error = errSecIO;
+  EXPECT_NE(SecKeyCreateRandomKey(pairOf(1024), error), nullptr);
+  EXPECT_NE(SecKeyCreateRandomKey(pairOf(1536), error), nullptr);
+}
+
+TEST(PrivateKeys, AreInNoCoreFileWhileTheyComeAndGo) {
+  User user(Session::desktop);
+  OSStatus error = errSecIO;
+  ASSERT_NE(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
+  const std::function<void()> calls[] = {
+      [] { (void)find(kSecAttrKeyClassPrivate); },
+      [] {
+        OSStatus ignored = errSecSuccess;
+        (void)SecKeyCreateRandomKey(pairOf(1024), ignored);
+      },
+  };
+  for (const auto& call : calls) {
+    user.around().keyring().signal(SIGSTOP);
+    const auto inCall = std::async(std::launch::async, call);
+    while (writesCoreFiles() && inCall.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready) {
+    }
+    EXPECT_FALSE(writesCoreFiles());
+    user.around().keyring().signal(SIGCONT);
+    inCall.wait();
+    EXPECT_TRUE(writesCoreFiles());
+  }
+}
+
+TEST(SecKeyCreation, RefusesWhatItCannotMake) {
+  User user(Session::server);
+  const auto with = [](SecDictionaryKey key, SecValue value) {
+    SecDictionary attributes = pairOf(2048);
+    attributes.set(key, std::move(value));
+    return attributes;
+  };
+  SecDictionary withoutHalf = pairOf(2048);
+  withoutHalf.remove(kSecPublicKeyAttrs);
+  const struct {
+    const char* name;
+    SecDictionary attributes;
+  } rows[] = {
+      {"no bits", with(kSecAttrKeySizeInBits, std::int64_t{0})},
+      {"too few bits", with(kSecAttrKeySizeInBits, std::int64_t{16})},
+      {"more bits than OpenSSL uses", with(kSecAttrKeySizeInBits, std::int64_t{16385})},
+      {"bits beyond all", with(kSecAttrKeySizeInBits, std::int64_t{1} << 40)},
+      {"another class", with(kSecClass, kSecClassGenericPassword)},
+      {"another type", with(kSecAttrKeyType, kSecAttrKeyClassPublic)},
+      {"an unknown key", with("colour", std::string("red"))},
+      {"no public half", withoutHalf},
+      {"halves exchanged", with(kSecPublicKeyAttrs, half(kSecAttrKeyClassPrivate, "t"))},
+      {"a passing half", with(kSecPrivateKeyAttrs, half(kSecAttrKeyClassPrivate, "t", false))},
+  };
+  for (const auto& row : rows) {
+    OSStatus error = errSecSuccess;
+    EXPECT_EQ(SecKeyCreateRandomKey(row.attributes, error), nullptr) << row.name;
+    EXPECT_EQ(error, errSecParam) << row.name;
+  }
+  EXPECT_TRUE(writesCoreFiles());
+}
+
+}  // namespace
+}  // namespace quelto::platform

@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <functional>
+#include <future>
+#include <string>
+
+#include "tests/keychain/secret_service/secret_service_calls.h"
+#include "tests/support/keyring_surroundings.h"
+#include "tests/support/process_surroundings.h"
+
+namespace quelto::platform::keychain {
+namespace {
+
+using test::isInMemory;
+using test::KeyringSurroundings;
+using test::OwnThreads;
+using test::secretFrom;
+using test::shell;
+using Collection = KeyringSurroundings::Collection;
+using SecretServiceDialog = SecretService;
+
+constexpr const char* seekDialog = "xdotool search --onlyvisible --class gcr-prompter";
+bool isDialogUp() { return shell(seekDialog).status == 0; }
+bool dialogAppears() {
+  return shell(std::string("sh -c 'until ") + seekDialog + "; do :; done'").status == 0;
+}
+/// xdotool fails when a key closes the dialog, and leaves that key pressed, to be repeated into the next one.
+void typeIntoDialog(const std::string& keys) {
+  (void)shell(seekDialog + (" windowfocus " + keys));
+  EXPECT_EQ(shell("xdotool keyup Escape keyup Return").status, 0);
+}
+bool dialogDisappears() {
+  return shell(std::string("sh -c 'while ") + seekDialog + "; do :; done'").status == 0;
+}
+
+TEST_F(SecretServiceDialog, IsOpenedByThePerson) {
+  KeyringSurroundings around({.display = true, .activation = false});
+  around.startKeyring();
+  Attributes attributes = attributesOf("alice");
+  attributes.insert({"label", "a label"});
+  ASSERT_EQ(add(attributes), errSecSuccess);
+  around.startKeyring(Collection::asItIs);
+  const std::string display = std::getenv("DISPLAY");
+  around.set("DISPLAY", {});
+  EXPECT_EQ(answersFor("alice"), all(errSecInteractionNotAllowed));
+  around.set("DISPLAY", display);
+  EXPECT_FALSE(isDialogUp()) << "on somebody else's screen";
+
+  const auto answerTo = [](
+                            const std::string& keys,
+                            OSStatus (*call)() = [] { return find(attributesOf("alice")); }) {
+    auto answer = std::async(std::launch::async, [call] { return timed(call); });
+    EXPECT_TRUE(dialogAppears());
+    typeIntoDialog(keys);
+    return answer.get();
+  };
+  EXPECT_EQ(answerTo("key Escape"), errSecInteractionNotAllowed);
+  EXPECT_TRUE(dialogDisappears());
+  EXPECT_EQ(answerTo("type test", [] { return add(attributesOf("late")); }), errSecInteractionNotAllowed)
+      << "without the last key";
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(answersFor("alice"), all(errSecInteractionNotAllowed));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2))
+      << "nobody waits for the dialog";
+  typeIntoDialog("key Return");
+  Item found;
+  const auto deadline = begin + std::chrono::seconds(10);
+  while (find(attributesOf("alice"), found) == errSecInteractionNotAllowed &&
+         std::chrono::steady_clock::now() < deadline)
+    continue;
+  EXPECT_EQ(found.attributes, attributes);
+  EXPECT_EQ(found.secret.view(), "s3cret");
+  EXPECT_TRUE(dialogDisappears());
+  EXPECT_EQ(find(attributesOf("late")), errSecItemNotFound) << "added after its call had ended";
+
+  around.startKeyring(Collection::asItIs);
+  EXPECT_EQ(answerTo("key t e s t Return"), errSecSuccess);
+}
+
+TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
+  constexpr const char* inverse = "inverted, this is the secret";
+  const auto addSecret = [](const std::string& account) {
+    return add(attributesOf(account), secretFrom(inverse));
+  };
+  const auto updateSecret = [](const std::string& account) {
+    return store().updateSecret(matchOf(attributesOf(account)), HowMany::all, secretFrom(inverse));
+  };
+  KeyringSurroundings around({.display = true, .activation = false});
+  around.startKeyring();
+  ASSERT_EQ(addSecret("alice"), errSecSuccess);
+  {
+    Item found;
+    ASSERT_EQ(find(attributesOf("alice"), found), errSecSuccess);
+    EXPECT_TRUE(isInMemory(inverse)) << "while it is in our hands";
+  }
+  EXPECT_FALSE(isInMemory(inverse)) << "after calls that went well";
+  const OwnThreads threads;
+  const struct {
+    const char* name;
+    std::function<OSStatus()> call;
+  } rows[] = {{"add", [&] { return addSecret("new"); }}, {"update", [&] { return updateSecret("alice"); }}};
+  for (const auto& row : rows) {
+    around.lockCollection();
+    EXPECT_EQ(row.call(), errSecInteractionNotAllowed) << row.name;
+    EXPECT_FALSE(isInMemory(inverse)) << row.name;
+    EXPECT_TRUE(dialogAppears()) << row.name;
+    typeIntoDialog("key Escape");
+    EXPECT_TRUE(dialogDisappears()) << row.name;
+    EXPECT_TRUE(threads.haveEnded()) << row.name;
+  }
+}
+
+}  // namespace
+}  // namespace quelto::platform::keychain
