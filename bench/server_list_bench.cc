@@ -11,7 +11,7 @@
 #include "bench/server_list_file.h"
 #include "launcher/process_values.h"
 #include "launcher/server_list.h"
-#include "platform/files/files.h"
+#include "platform/files/read_file.h"
 #include "platform/text/text.h"
 
 namespace quelto::bench {

@@ -6,7 +6,7 @@
 #include <unordered_map>
 
 #include "platform/bundle/bundle.h"
-#include "platform/files/files.h"
+#include "platform/files/read_file.h"
 #include "platform/resources/bundle_strings.h"
 #include "platform/resources/strings_table.h"
 #include "ui/localized_strings.h"

@@ -5,7 +5,7 @@
 #include "keychain/item_dictionary.h"
 #include "keychain/keychain_choice.h"
 #include "keychain/sec_key.h"
-#include "platform/files/files.h"
+#include "platform/files/path_status.h"
 #include "platform/secrets/core_dumps.h"
 
 namespace quelto::platform {

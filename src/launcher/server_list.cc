@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "launcher/process_values.h"
-#include "platform/files/files.h"
+#include "platform/files/read_file.h"
 #include "platform/text/text.h"
 #include "platform/user/user.h"
 #include "util/strings.h"

@@ -2,7 +2,7 @@
 
 #include "platform/bundle/bundle.h"
 #include "platform/children/child_options.h"
-#include "platform/files/files.h"
+#include "platform/files/path_status.h"
 #include "platform/text/text.h"
 #include "platform/user/environment.h"
 #include "util/strings.h"

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "platform/bundle/bundle.h"
-#include "platform/files/files.h"
+#include "platform/files/path_status.h"
 #include "platform/resources/info_dictionary.h"
 #include "platform/text/text.h"
 #include "platform/user/user.h"

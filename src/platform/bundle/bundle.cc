@@ -10,7 +10,7 @@
 #include <memory>
 #include <string_view>
 
-#include "platform/files/files.h"
+#include "platform/files/path_status.h"
 
 namespace quelto::platform {
 namespace {

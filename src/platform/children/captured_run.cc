@@ -6,9 +6,10 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
+#include <span>
 
 #include "platform/children/child_options.h"
+#include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
 
 namespace quelto::platform {
@@ -37,23 +38,19 @@ class LimitedText {
 constexpr std::size_t readSize = 4096;
 
 /// Reads once, at most `most` bytes, and returns how many; 0 at the end of the input and on an error.
-std::size_t readSome(int fd, std::size_t most, LimitedText& text) {
+std::size_t takeSome(int fd, std::size_t most, LimitedText& text) {
   std::array<char, readSize> buffer;
-  ssize_t count = 0;
-  do {
-    count = ::read(fd, buffer.data(), std::min(most, buffer.size()));
-  } while (count < 0 && errno == EINTR);
-  if (count <= 0) return 0;
-  text.append(buffer.data(), static_cast<std::size_t>(count));
-  return static_cast<std::size_t>(count);
+  const auto count = readSome(fd, std::span(buffer).first(std::min(most, buffer.size())));
+  text.append(buffer.data(), count.value_or(0));
+  return count.value_or(0);
 }
 
-/// Reads what stands in the pipe at this moment and no more: a background job may go on writing for ever.
+/// Reads what is in the pipe at this moment and no more: a background job may go on writing for ever.
 void drain(int fd, LimitedText& text) {
   int waiting = 0;
   if (::ioctl(fd, FIONREAD, &waiting) != 0) return;
   for (auto left = static_cast<std::size_t>(waiting); left > 0;) {
-    const std::size_t count = readSome(fd, left, text);
+    const std::size_t count = takeSome(fd, left, text);
     if (count == 0) return;
     left -= count;
   }
@@ -64,13 +61,9 @@ void drain(int fd, LimitedText& text) {
 void readUntilChildEnds(int input, int childEnd, LimitedText& text) {
   std::array<pollfd, 2> requests{pollfd{.fd = input, .events = POLLIN, .revents = 0},
                                  pollfd{.fd = childEnd, .events = POLLIN, .revents = 0}};
-  for (;;) {
-    if (::poll(requests.data(), requests.size(), -1) < 0) {
-      if (errno == EINTR) continue;
-      return;
-    }
+  while (pollUntil(requests, Deadline::never())) {
     if (requests[1].revents != 0) return drain(input, text);
-    if (requests[0].revents != 0 && readSome(input, readSize, text) == 0) return;
+    if (requests[0].revents != 0 && takeSome(input, readSize, text) == 0) return;
   }
 }
 

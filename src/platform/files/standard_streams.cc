@@ -1,35 +1,20 @@
 #include "platform/files/standard_streams.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
 
+#include "platform/files/descriptor_io.h"
 #include "platform/signals/signals.h"
 
 namespace quelto::platform {
 namespace {
 
-bool waitUntilWritable(int fd) {
-  pollfd request{.fd = fd, .events = POLLOUT, .revents = 0};
-  return ::poll(&request, 1, -1) >= 0 || errno == EINTR;
-}
-
-bool writeAll(int fd, std::string_view text) {
+bool writeTo(int fd, std::string_view text) {
   // Whether somebody still reads must not decide how this program ends.
   const IgnoredBrokenPipe ignored;
-  while (!text.empty()) {
-    const ssize_t written = ::write(fd, text.data(), text.size());
-    if (written >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno == EAGAIN) {
-      if (!waitUntilWritable(fd)) return false;
-    } else if (errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
+  return writeAll(fd, text);
 }
 
 }  // namespace
@@ -44,8 +29,8 @@ bool openMissingStandardStreams() {
   return true;
 }
 
-bool writeStandardOutput(std::string_view text) { return writeAll(STDOUT_FILENO, text); }
+bool writeStandardOutput(std::string_view text) { return writeTo(STDOUT_FILENO, text); }
 
-bool writeStandardError(std::string_view text) { return writeAll(STDERR_FILENO, text); }
+bool writeStandardError(std::string_view text) { return writeTo(STDERR_FILENO, text); }
 
 }  // namespace quelto::platform

@@ -5,7 +5,8 @@
 #include <utility>
 
 #include "platform/bundle/bundle.h"
-#include "platform/files/files.h"
+#include "platform/files/path_status.h"
+#include "platform/files/read_file.h"
 #include "platform/resources/info_dictionary.h"
 #include "platform/user/environment.h"
 

@@ -1,7 +1,7 @@
 #include "platform/resources/info_dictionary.h"
 
 #include "platform/bundle/bundle.h"
-#include "platform/files/files.h"
+#include "platform/files/read_file.h"
 #include "platform/resources/property_list.h"
 
 namespace quelto::platform {

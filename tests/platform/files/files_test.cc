@@ -1,4 +1,5 @@
-#include "platform/files/files.h"
+#include "platform/files/path_status.h"
+#include "platform/files/read_file.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
