@@ -9,8 +9,8 @@
 #include <string>
 
 #include "bench/server_list_file.h"
-#include "launcher/process_values.h"
 #include "launcher/server_list.h"
+#include "launcher/server_merge.h"
 #include "platform/files/read_file.h"
 #include "platform/text/text.h"
 
@@ -47,30 +47,22 @@ class HomeWithList {
 void load(benchmark::State& state, HostNames hostNames) {
   const HomeWithList home(state, hostNames);
   std::size_t loaded = 0;
-  for (auto _ : state) {
-    launcher::ProcessValues values;
-    launcher::loadSSHServers(values);
-    loaded = values.servers.size();
-    // Not timed: the tool ends without destroying the list.
-    state.PauseTiming();
-    values.servers = {};
-    state.ResumeTiming();
-  }
+  // Destroying the list is timed too: the tool does so before it starts ssh.
+  for (auto _ : state) loaded = launcher::loadSSHServers().size();
   require(loaded == home.lines(), "not all lines were loaded");
 }
 
-/// The searched host stands in the last line.
+/// The host is in the last line.
 void merge(benchmark::State& state, HostNames hostNames) {
   const HomeWithList home(state, hostNames);
-  launcher::ProcessValues values;
-  launcher::loadSSHServers(values);
-  values._host = hostOfLine(home.lines() - 1, hostNames);
+  const launcher::ServerList servers = launcher::loadSSHServers();
+  const std::string host = hostOfLine(home.lines() - 1, hostNames);
+  launcher::SshSettings settings;
   for (auto _ : state) {
-    values.username.clear();
-    launcher::mergeServers(values, launcher::ServerMerge::override_);
-    benchmark::DoNotOptimize(values.username.data());
+    settings = launcher::mergeServers({}, servers, host, launcher::ServerMerge::override_);
+    benchmark::DoNotOptimize(settings.username.data());
   }
-  require(!values.username.empty(), "the host was not found");
+  require(!settings.username.empty(), "the host was not found");
 }
 
 void readAndCountLineEnds(benchmark::State& state) {

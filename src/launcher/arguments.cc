@@ -42,7 +42,7 @@ class ArgumentParser {
  private:
   enum class State { normal, optionValue, ownValue, command };
 
-  /// The options whose values we keep; each takes its value joined or as the next word.
+  /// The options whose values the tool keeps, whether joined to the option or in the next word.
   static constexpr std::string_view ownOptions = "zZlip";
 
   void takeNormal(std::string_view word) {

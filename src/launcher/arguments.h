@@ -10,14 +10,14 @@
 
 namespace quelto::launcher {
 
-/// The options of ssh whose value is the next argument and that are passed on with it. -i, -l and -p are not
-/// among them: their values are ours to complete.
+/// The options of ssh that are passed on together with the next word, which is their value. -i, -l and -p are
+/// missing because the tool itself completes their values.
 constexpr std::array<std::string_view, 18> sshValueOptions{"-B", "-b", "-c", "-D", "-E", "-e",
                                                            "-F", "-I", "-J", "-L", "-m", "-O",
                                                            "-o", "-Q", "-R", "-S", "-W", "-w"};
 
 struct ParsedArguments {
-  /// What ssh gets unchanged, each option followed by its value where it takes one.
+  /// Passed on to ssh unchanged, each option followed by its value if it takes one.
   std::vector<std::string> options;
   std::vector<std::string> command;
   std::string username;
@@ -29,11 +29,11 @@ struct ParsedArguments {
   std::optional<std::string> group_Id;
 };
 
-/// Splits ssh's command line (`words`: without the program name). Every word is trimmed of whitespace and
-/// line ends first; other bytes stay as they are. -z names the ssh program (default: `foundSsh`), -Z the
-/// application group. A port that is no number is 22. Of an option given twice the last one counts; an option
-/// whose value is missing at the end changes nothing. The first word after the destination begins the
-/// command.
+/// Splits ssh's command line (`words`: without the program name). Every word is first trimmed of whitespace
+/// and line ends; all other bytes are kept. -z names the ssh program (default: `foundSsh`), -Z the
+/// application group. A port that is not a number becomes 22. The last occurrence of an option counts; an
+/// option at the end whose value is missing is ignored. The first word after the destination begins the
+/// command. Never fails.
 [[nodiscard]] ParsedArguments parseArguments(std::span<const std::string> words, std::string foundSsh);
 
 }  // namespace quelto::launcher

@@ -6,7 +6,7 @@ namespace quelto::launcher {
 
 constinit platform::ChildProcess task;
 
-/// Whichever signal it was, ssh gets SIGTERM. Signal-safe.
+/// Signal-safe.
 void signalReceived(std::int32_t /*signal*/) noexcept {
   task.terminate();
   platform::resetSignals(forwardedSignals);

@@ -1,32 +1,40 @@
 #include <string>
 #include <vector>
 
-#include "launcher/process_values.h"
+#include "launcher/banner.h"
+#include "launcher/program.h"
+#include "launcher/request.h"
+#include "launcher/ssh_invocation.h"
 #include "launcher/ssh_run.h"
-#include "launcher/start_up.h"
 #include "launcher/user_name_flow.h"
 #include "platform/files/standard_streams.h"
 #include "platform/signals/leave.h"
 #include "platform/signals/signals.h"
+#include "platform/threads/semaphore.h"
+#include "platform/user/environment.h"
+#include "ui/error_line.h"
+#include "ui/localized_strings.h"
 
 int main(int argc, char** argv) {
-  namespace launcher = quelto::launcher;
-  namespace platform = quelto::platform;
+  using namespace quelto;
 
   if (!platform::openMissingStandardStreams()) return 255;
   platform::rememberSignalsAtStart();
 
-  launcher::ProcessValues values;
-  const launcher::Mode mode = argc < 2 ? launcher::Mode::banner : launcher::Mode::wrapper;
-  launcher::startUp(values, mode);
-  if (mode == launcher::Mode::banner)
-    return platform::writeStandardOutput(launcher::banner(values)) ? 0 : 255;
+  const launcher::Program program = launcher::thisProgram();
+  if (argc < 2) return platform::writeStandardOutput(launcher::banner(program.full_version)) ? 0 : 255;
 
+  ui::globalCustomLanguage = platform::environmentValue("AUTH_LANGUAGE").value_or("");
   const std::vector<std::string> words(argv + 1, argv + argc);
-  launcher::readRequest(values, words);
-  values.finish.emplace(1);
-  launcher::requireUserName(values);
-  launcher::completeArguments(values);
-  launcher::chooseSshProgram(values);
-  platform::leave(launcher::runSsh(values));
+  auto request = launcher::readRequest(words);
+  if (!request) ui::failWith(ui::invalidEnvironment, program.localizedTable);
+
+  std::string& username = request->settings.username;
+  // Counts the background tasks that have ended; the one count says that none is pending.
+  platform::Semaphore finish(1);
+  if (username.empty()) username = launcher::findUserName(request->_host, program);
+
+  const auto status = launcher::runSsh(launcher::sshInvocation(*request), finish);
+  if (!status) ui::failWith(ui::runSshFailed, program.localizedTable);
+  platform::leave(*status);
 }

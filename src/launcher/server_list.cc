@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "launcher/process_values.h"
 #include "platform/files/read_file.h"
 #include "platform/text/text.h"
 #include "platform/user/user.h"
@@ -14,15 +13,14 @@ namespace {
 
 constexpr std::int64_t defaultPort = 22;
 
-/// Far above any list that a person or a program keeps; a larger one is none, so that no file can eat the
-/// memory.
+/// Far larger than any list that a person or a program keeps. Without a limit a file could use up the memory.
 constexpr std::size_t maximumListSize = std::size_t{16} << 20;
 constexpr std::size_t maximumRecords = 1'000'000;
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
 /// Whether a text without line feeds may hold another line end: a control character, or the lead byte of one
-/// of the three that are not ASCII. Without early return, so that the compiler takes many bytes at once.
+/// of the three that are not ASCII. No early return, so that the compiler can vectorise the loop.
 bool mayHoldLineEnd(std::string_view text) {
   bool found = false;
   for (const char character : text) {
@@ -32,7 +30,7 @@ bool mayHoldLineEnd(std::string_view text) {
   return found;
 }
 
-/// Calls `take` for each piece between the line ends that are no line feeds.
+/// Calls `take` for each piece between line ends of any kind.
 template <typename Take>
 void forEachPiece(std::string_view text, Take take) {
   std::size_t begin = 0;
@@ -61,7 +59,7 @@ void forEachLine(std::string_view text, Take take) {
   }
 }
 
-/// Cuts the first field off the line; the empty text when there is none left.
+/// Removes the first field from the line and returns it; empty when no field is left.
 std::string_view takeField(std::string_view& line) {
   const std::size_t tab = line.find('\t');
   const std::string_view field = line.substr(0, tab);
@@ -69,37 +67,16 @@ std::string_view takeField(std::string_view& line) {
   return field;
 }
 
-/// The text itself or, when it differs, the one that was made of it.
-std::string_view kept(std::string_view text, std::string made, MadeTexts& texts) {
-  return made == text ? text : std::string_view(texts.emplace_back(std::move(made)));
+std::string_view inLowerCase(std::string_view text, MadeTexts& made) {
+  const std::string lowerCase = platform::lowercased(text);
+  return lowerCase == text ? text : std::string_view(made.emplace_back(lowerCase));
 }
 
-std::string_view joinedByBars(std::string_view fields, MadeTexts& texts) {
+std::string_view joinedByBars(std::string_view fields, MadeTexts& made) {
   if (fields.find('\t') == std::string_view::npos) return fields;
   std::string joined(fields);
   std::ranges::replace(joined, '\t', '|');
-  return texts.emplace_back(std::move(joined));
-}
-
-std::vector<std::string> wordsOf(std::string_view parameters) {
-  const auto pieces = util::split(parameters, ' ');
-  return {pieces.begin(), pieces.end()};
-}
-
-void fillIn(ProcessValues& values, const SSHServer& server) {
-  if (values.port == 0) values.port = server.port;
-  if (values.username.empty()) values.username = server.username;
-  if (values.identify.empty()) values.identify = server.identify;
-  if (values.sshCommand.empty()) values.sshCommand = server.command;
-  if (values.arguments.empty() && !server.parameters.empty()) values.arguments = wordsOf(server.parameters);
-}
-
-void override_(ProcessValues& values, const SSHServer& server) {
-  if (server.port != 0) values.port = server.port;
-  if (!server.username.empty()) values.username = server.username;
-  if (!server.identify.empty()) values.identify = server.identify;
-  if (!server.command.empty()) values.sshCommand = server.command;
-  if (!server.parameters.empty()) values.arguments = wordsOf(server.parameters);
+  return made.emplace_back(joined);
 }
 
 }  // namespace
@@ -108,7 +85,7 @@ std::optional<SSHServer> SSHServer::fromId(std::string_view id, MadeTexts& made)
   SSHServer server;
   const std::string_view host = util::trim(takeField(id));
   if (host.empty()) return std::nullopt;
-  server.host = kept(host, platform::lowercased(host), made);
+  server.host = inLowerCase(host, made);
   server.port = util::decimalInteger(takeField(id)).value_or(defaultPort);
   server.username = util::trim(takeField(id));
   server.identify = util::trim(takeField(id));
@@ -120,10 +97,9 @@ std::optional<SSHServer> SSHServer::fromId(std::string_view id, MadeTexts& made)
 ServerList::ServerList(std::string text) : text_(std::make_unique<const std::string>(std::move(text))) {
   std::string_view rest = *text_;
   if (!platform::isValidUtf8(rest)) return;
-  // Some editors begin a file with the mark; it belongs to the encoding, not to the text (RFC 3629, section
-  // 6).
+  // Some editors put the mark first; it belongs to the encoding, not to the text (RFC 3629, section 6).
   if (rest.starts_with(byteOrderMark)) rest.remove_prefix(byteOrderMark.size());
-  // Nearly always the number of records; growing step by step would copy all of them several times.
+  // Usually the number of records; growing step by step would copy all of them several times.
   const auto lines = static_cast<std::size_t>(std::ranges::count(rest, '\n')) + 1;
   records_.reserve(std::min(lines, maximumRecords));
   bool isTooLong = false;
@@ -135,30 +111,11 @@ ServerList::ServerList(std::string text) : text_(std::make_unique<const std::str
   if (isTooLong) records_.clear();
 }
 
-void loadSSHServers(ProcessValues& values) {
-  values.servers = ServerList();
+ServerList loadSSHServers() {
   const auto home = platform::homeFolder();
-  if (!home) return;
-  if (auto text = platform::readTrustedFile(*home + "/" + values.settingsFile, maximumListSize)) {
-    values.servers = ServerList(std::move(*text));
-  }
-}
-
-ServerMerge serverMergeOf(const std::optional<std::string>& sshTunnel) {
-  const bool isYes = sshTunnel && platform::lowercased(util::trimWhitespace(*sshTunnel)) == "yes";
-  return isYes ? ServerMerge::fillIn : ServerMerge::override_;
-}
-
-void mergeServers(ProcessValues& values, ServerMerge merge) {
-  const std::string host = platform::lowercased(values._host);
-  for (const SSHServer& server : values.servers) {
-    if (!platform::isCanonicallyEqual(server.host, host)) continue;
-    if (merge == ServerMerge::fillIn) {
-      fillIn(values, server);
-    } else {
-      override_(values, server);
-    }
-  }
+  if (!home) return ServerList("");
+  const std::string path = *home + "/" + std::string(settingsFile);
+  return ServerList(platform::readTrustedFile(path, maximumListSize).value_or(""));
 }
 
 }  // namespace quelto::launcher

@@ -10,20 +10,21 @@
 
 namespace quelto::launcher {
 
-struct ProcessValues;
+/// The server list, relative to the home folder.
+constexpr std::string_view settingsFile = ".quelto/sshservers";
 
-/// Texts that do not stand in a list's text as they are needed; an element stays where it is once it is in
-/// here.
+/// Keeps the texts that a list needs and its file does not hold, such as a host name in lower case. They do
+/// not move.
 using MadeTexts = std::deque<std::string>;
 
-/// One line of the server list. Its texts are views into the list that it belongs to: a list may have very
-/// many lines, and few of them matter to a run.
+/// One line of the server list. Its texts are views, because a list may have very many lines and a run needs
+/// few of them.
 struct SSHServer {
   /// Trimmed and in lower case; never empty.
   std::string_view host;
-  /// 22 when the line gives none or one that is no number. Not range-checked.
+  /// 22 when the line gives none or one that is not a number. Not range-checked.
   std::int64_t port = 22;
-  /// "" when the line gives none, like all that follow.
+  /// This and all that follow are "" when the line gives none.
   std::string_view username;
   std::string_view identify;
   /// The ssh program to run.
@@ -31,20 +32,19 @@ struct SSHServer {
   /// Extra options for ssh, separated by single spaces.
   std::string_view parameters;
 
-  /// Parses one line: host, port, user name, identity file, ssh program and parameters, separated by tabs,
-  /// trailing ones left out at will. The port is taken as it stands, blanks make it no number. Tabs within
-  /// the parameters become "|". Absent when the host is empty. The views point into the line and into `made`.
+  /// Parses one line: host, port, user name, identity file, ssh program and parameters, separated by tabs;
+  /// trailing fields may be missing. The port is not trimmed, so a blank makes it no number. Tabs in the
+  /// parameters become "|". Absent when the host is empty. The result points into the line and into `made`.
   [[nodiscard]] static std::optional<SSHServer> fromId(std::string_view id, MadeTexts& made);
 
   bool operator==(const SSHServer&) const = default;
 };
 
-/// The records of a list, in its order, with the text that they point into. Linear in the text's length.
+/// The records of a list, in file order, and the text that they point into.
 class ServerList {
  public:
-  ServerList() = default;
-  /// One record per line; every Unicode line end counts, and lines without a host are passed over. A text
-  /// that is not UTF-8 has no records.
+  /// One record per line, in linear time. Every Unicode line end separates lines; lines without a host are
+  /// skipped. No records when the text is not UTF-8 or has more than 1,000,000 of them.
   explicit ServerList(std::string text);
 
   [[nodiscard]] auto begin() const { return records_.begin(); }
@@ -58,18 +58,8 @@ class ServerList {
   std::vector<SSHServer> records_;
 };
 
-/// Replaces `servers` by the user's list. A list that is missing or cannot be read, that somebody else could
-/// have written, or that is larger than 16 MiB, has no records.
-void loadSSHServers(ProcessValues& values);
-
-/// How a record meets a value that the command line gave.
-enum class ServerMerge { fillIn, override_ };
-
-/// `fillIn` when the value of SSH_TUNNEL is "yes", in any case and with blanks around it; else `override_`.
-[[nodiscard]] ServerMerge serverMergeOf(const std::optional<std::string>& sshTunnel);
-
-/// Merges every record for `_host`, in the order of the list, into `port`, `username`, `identify`,
-/// `sshCommand` and `arguments`. Hosts are the same when their lower-case forms are canonically equal.
-void mergeServers(ProcessValues& values, ServerMerge merge);
+/// The user's list. A file that is missing, cannot be read, is larger than 16 MiB or could have been written
+/// by another user has no records.
+[[nodiscard]] ServerList loadSSHServers();
 
 }  // namespace quelto::launcher

@@ -12,7 +12,7 @@ namespace {
 
 constexpr const char* fallbackSsh = "/usr/bin/ssh";
 
-/// A path is shorter; room for blank lines around it.
+/// In bytes; far more than a path and the blank lines around it need.
 constexpr std::size_t maximumOutput = std::size_t{1} << 20;
 
 bool isProgram(const std::string& path) {
@@ -28,7 +28,7 @@ bool isThisTool(const std::string& path) {
 
 SshLookup::SshLookup() {
   const std::string shell = platform::environmentValue("SHELL").value_or("/bin/sh");
-  // SECURITY: were this tool its own login shell, it would start itself without end.
+  // SECURITY: a SHELL that is this tool would start itself without end.
   if (isThisTool(shell)) return;
   isStarted_ = shell_.start({.program = shell,
                              .arguments = {"-l", "-c", "which ssh"},
@@ -40,8 +40,7 @@ std::string SshLookup::path() {
   const auto [status, output] = shell_.finish(maximumOutput);
   if (status != 0 || !output || !platform::isValidUtf8(*output)) return fallbackSsh;
   std::string path(util::trim(*output));
-  // SECURITY: this tool may be installed under the name ssh; running it from here would start processes
-  // without end.
+  // SECURITY: this tool may be installed under the name ssh and would then start itself without end.
   if (!isProgram(path) || isThisTool(path)) return fallbackSsh;
   return path;
 }

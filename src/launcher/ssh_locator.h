@@ -6,17 +6,16 @@
 
 namespace quelto::launcher {
 
-/// Asks the user's login shell (SHELL, else "/bin/sh") where ssh is. The shell has our standard input and
-/// error, and may take its time: it starts when this object is made, and its answer is fetched when it is
-/// needed.
+/// Asks the user's login shell (SHELL, else "/bin/sh") where ssh is. The shell may be slow, so the
+/// constructor starts it and `path` waits for its answer. It inherits our standard input and standard error.
 class SshLookup {
  public:
   SshLookup();
 
-  /// Waits for the shell without a time limit, but not for what it leaves running. "/usr/bin/ssh" when the
-  /// shell could not be started or ended with another status than 0, or when what it printed is anything but
-  /// the path of a program that the user may execute: noise from a profile is not told apart from the path.
-  /// To be called exactly once.
+  /// Waits for the shell without a time limit, but not for the background jobs that it leaves running.
+  /// "/usr/bin/ssh" when the shell could not be started or failed, or when its whole output is not the path
+  /// of a program that the user may execute: text printed by a profile is not filtered out. Call exactly
+  /// once.
   [[nodiscard]] std::string path();
 
  private:
@@ -24,10 +23,10 @@ class SshLookup {
   bool isStarted_ = false;
 };
 
-/// The same at once.
+/// `SshLookup::path` in one call.
 [[nodiscard]] std::string find();
 
-/// Whether the path leads to the executable that is running now.
+/// Whether the path leads to the executable that is running.
 [[nodiscard]] bool isThisTool(const std::string& path);
 
 }  // namespace quelto::launcher

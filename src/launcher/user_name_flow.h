@@ -1,10 +1,13 @@
 #pragma once
 
+#include <string>
+
+#include "launcher/program.h"
+
 namespace quelto::launcher {
 
-struct ProcessValues;
-
-/// Completes `username`: returns with one that is not empty, or ends the process as the dialog does.
-void requireUserName(ProcessValues& values);
+/// The user name for a host that nothing names the user of; never empty. Asks the person and ends the process
+/// when they give no answer, see `ui::showFieldDialog`. Main thread only.
+[[nodiscard]] std::string findUserName(const std::string& host, const Program& program);
 
 }  // namespace quelto::launcher
