@@ -69,17 +69,23 @@ std::string_view takeField(std::string_view& line) {
 
 std::string_view inLowerCase(std::string_view text, MadeTexts& made) {
   const std::string lowerCase = platform::lowercased(text);
-  return lowerCase == text ? text : std::string_view(made.emplace_back(lowerCase));
+  return lowerCase == text ? text : made.add(lowerCase);
 }
 
 std::string_view joinedByBars(std::string_view fields, MadeTexts& made) {
   if (fields.find('\t') == std::string_view::npos) return fields;
   std::string joined(fields);
   std::ranges::replace(joined, '\t', '|');
-  return made.emplace_back(joined);
+  return made.add(joined);
 }
 
 }  // namespace
+
+std::string_view MadeTexts::add(std::string_view text) {
+  auto* const copy = static_cast<char*>(memory_.allocate(text.size(), alignof(char)));
+  std::ranges::copy(text, copy);
+  return {copy, text.size()};
+}
 
 std::optional<SSHServer> SSHServer::fromId(std::string_view id, MadeTexts& made) {
   SSHServer server;
@@ -94,8 +100,8 @@ std::optional<SSHServer> SSHServer::fromId(std::string_view id, MadeTexts& made)
   return server;
 }
 
-ServerList::ServerList(std::string text) : text_(std::make_unique<const std::string>(std::move(text))) {
-  std::string_view rest = *text_;
+ServerList::ServerList(std::string text) : text_(std::move(text)) {
+  std::string_view rest = text_;
   if (!platform::isValidUtf8(rest)) return;
   // Some editors put the mark first; it belongs to the encoding, not to the text (RFC 3629, section 6).
   if (rest.starts_with(byteOrderMark)) rest.remove_prefix(byteOrderMark.size());

@@ -1,8 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
-#include <memory>
+#include <memory_resource>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,8 +13,15 @@ namespace quelto::launcher {
 constexpr std::string_view settingsFile = ".quelto/sshservers";
 
 /// Keeps the texts that a list needs and its file does not hold, such as a host name in lower case. They do
-/// not move.
-using MadeTexts = std::deque<std::string>;
+/// not move, and are freed all at once, since a long list needs very many.
+class MadeTexts {
+ public:
+  /// A copy of the text that lives as long as this object.
+  [[nodiscard]] std::string_view add(std::string_view text);
+
+ private:
+  std::pmr::monotonic_buffer_resource memory_;
+};
 
 /// One line of the server list. Its texts are views, because a list may have very many lines and a run needs
 /// few of them.
@@ -46,14 +52,15 @@ class ServerList {
   /// One record per line, in linear time. Every Unicode line end separates lines; lines without a host are
   /// skipped. No records when the text is not UTF-8 or has more than 1,000,000 of them.
   explicit ServerList(std::string text);
+  ServerList(const ServerList&) = delete;
+  ServerList& operator=(const ServerList&) = delete;
 
   [[nodiscard]] auto begin() const { return records_.begin(); }
   [[nodiscard]] auto end() const { return records_.end(); }
   [[nodiscard]] std::size_t size() const { return records_.size(); }
 
  private:
-  /// On the heap, so that the views stay valid when the list is moved.
-  std::unique_ptr<const std::string> text_;
+  const std::string text_;
   MadeTexts made_;
   std::vector<SSHServer> records_;
 };
