@@ -21,11 +21,11 @@ std::string prefixOf(std::string_view scheme) {
   return std::string(scheme) + (scheme == "file" ? ":///" : "://");
 }
 
-/// The prefix of the first scheme with which the base begins; absent when it begins with none.
+/// The prefix of the first scheme that the base begins with; absent when it begins with none of them.
 std::optional<std::string> schemePrefix(std::string_view base, const std::set<std::string>& extraSchemes) {
   const std::string lowerCaseBase = platform::lowercased(base);
   const auto begins = [&](const std::string& prefix) {
-    // Compared as characters: a combining mark behind the prefix makes its last "/" another character.
+    // Compared by character: a combining mark after the prefix makes its last "/" a different character.
     const CharacterCount range{.from = 0, .count = characterCount(prefix)};
     return platform::isCanonicallyEqual(substr(lowerCaseBase, range), prefix);
   };

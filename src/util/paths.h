@@ -6,10 +6,10 @@
 #include <string>
 #include <string_view>
 
-/// Helpers on paths, and who this tool is. Nothing here fails; every function is thread-safe.
+/// Path helpers, and the tool's own identity. No function fails, and all are thread-safe.
 namespace quelto::util {
 
-/// What stands at a path. Comparable and hashable by its raw value.
+/// What a path leads to. Comparable and hashable by its raw value.
 class PathType {
  public:
   enum Value : int { unknown = 0, folder = 1, file = 2 };
@@ -19,8 +19,8 @@ class PathType {
   /// Absent for any raw value other than 0, 1 and 2.
   [[nodiscard]] static std::optional<PathType> fromRawValue(int rawValue);
 
-  /// Asks the file system, symbolic links followed: `folder`, `file` for anything else that exists, absent
-  /// for what does not. Never `unknown`.
+  /// Asks the file system, following symbolic links: `folder` or, for anything else that exists, `file`.
+  /// Absent when nothing exists at the path. Never `unknown`.
   [[nodiscard]] static std::optional<PathType> from(const std::string& path);
 
   [[nodiscard]] constexpr int rawValue() const { return value_; }
@@ -30,37 +30,37 @@ class PathType {
   Value value_;
 };
 
-/// Whether something other than a folder stands at the path.
+/// Whether the path leads to something other than a folder.
 [[nodiscard]] bool isFile(const std::string& path);
 
 /// "b" for "a/b" and for "a/b/"; "/" for the root; "" for "".
 [[nodiscard]] std::string lastPathComponent(std::string_view path);
 
-/// Joins with exactly one "/", turns every run of "/" into one and drops a trailing one (but the root's). An
-/// empty base adds no "/" of its own.
+/// Joins the two with exactly one "/", collapses every run of "/" into one and drops a trailing "/", except
+/// for the root. With an empty base no "/" is added.
 [[nodiscard]] std::string appendingPathComponent(std::string_view path, std::string_view component);
 
-/// Like `appendingPathComponent`, but keeps the "//" behind a known URL scheme, which the result has in lower
-/// case. Known are http, https, svn, svn+ssh, ssh, file, git and the extra ones (names without "://"); when
-/// those are absent, the ones in `svnExtraSSHSchemes`.
+/// Like `appendingPathComponent`, but keeps the "//" after a known URL scheme and puts the scheme in lower
+/// case. Known are http, https, svn, svn+ssh, ssh, file, git and `extraSchemes` (names without "://") or,
+/// when that is absent, `svnExtraSSHSchemes`.
 [[nodiscard]] std::string appendPathComponent(
     std::string_view base, std::string_view component,
     const std::optional<std::set<std::string>>& extraSchemes = std::nullopt);
 
-/// URL schemes of the user's own tunnels; empty at the start. Made once, also when threads race for it, and
-/// never destroyed. Whoever changes it orders that against the readers.
+/// URL schemes of the user's own tunnels; empty at first. Created once, even when several threads ask for it
+/// at the same time, and never destroyed. A caller that changes it must synchronise with the readers.
 [[nodiscard]] std::set<std::string>& svnExtraSSHSchemes();
 
-/// The bundle identifier without its last piece: "one.two" for "one.two.tool", "" for one without "." and
-/// when there is none.
+/// The bundle identifier without its last part: "one.two" for "one.two.tool"; "" when it has no "." or there
+/// is none.
 [[nodiscard]] std::string groupId();
-/// The same of a given identifier.
+/// The same for a given identifier.
 [[nodiscard]] std::string groupId(std::string_view bundleIdentifier);
 
 /// "CFBundleName" of the bundle, else "".
 [[nodiscard]] std::string appName();
 
-/// The home folder of the password database (`$HOME` is not asked), else "".
+/// The home folder from the password database, else ""; `$HOME` is ignored.
 [[nodiscard]] std::string userHomePath();
 
 }  // namespace quelto::util

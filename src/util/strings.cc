@@ -15,8 +15,8 @@ bool isSpaceSeparator(char32_t scalar) {
 
 bool isWhitespace(char32_t scalar) { return scalar == '\t' || isSpaceSeparator(scalar); }
 
-/// Strips the scalars for which `strips` holds. The end is found walking forward: in UTF-8 only that way is
-/// well defined for wrong bytes.
+/// Strips the scalars that satisfy `strips` from both ends. Scans forward only: read backwards, ill-formed
+/// UTF-8 has no defined division into parts.
 template <typename Predicate>
 std::string_view trimScalars(std::string_view text, Predicate strips) {
   const auto isKeptAscii = [&strips](char byte) {
@@ -53,7 +53,7 @@ std::int64_t countOf(const std::vector<std::size_t>& boundaries) {
   return static_cast<std::int64_t>(boundaries.size()) - 1;
 }
 
-/// Where a position that may count from the end lies; one before the beginning is the beginning.
+/// The position counted from the beginning; 0 for one before the beginning.
 std::int64_t clampedStart(std::int64_t from, std::int64_t length) {
   if (from >= 0) return from;
   return from >= -length ? length + from : 0;
@@ -133,7 +133,7 @@ std::vector<std::string_view> split(std::string_view text, char separator) {
 }
 
 std::optional<std::int64_t> decimalInteger(std::string_view text) {
-  // from_chars takes a "-" by itself but no "+".
+  // from_chars accepts a leading "-" but no "+".
   if (text.starts_with('+')) {
     text.remove_prefix(1);
     if (text.starts_with('-')) return std::nullopt;

@@ -16,7 +16,7 @@ struct RevisionEntry {
   std::string_view text;
 };
 
-/// The revisions of all units, and the build number that follows from them. Main thread only.
+/// The revisions of all units, and the build number derived from them. Main thread only.
 class Version {
  public:
   /// Reads the tool's own registry, or the given one, which must outlive this object.
@@ -24,10 +24,10 @@ class Version {
   explicit Version(std::span<const RevisionEntry> registry) : registry_(registry) {}
 
   /// Raises `build` to the highest revision and returns it with a line per unit ("Unt_strings: 7038"), the
-  /// lines sorted as texts. Entries that are no revision keyword are passed over.
+  /// lines in byte order. Entries that are not revision keywords are skipped.
   [[nodiscard]] std::pair<std::int64_t, std::vector<std::string>> calculate() const;
 
-  /// The highest revision seen so far; 0 at the start.
+  /// The highest revision seen so far; 0 at first.
   static std::int64_t build;
 
  private:
