@@ -12,7 +12,7 @@
 #include "launcher/server_list.h"
 #include "launcher/server_merge.h"
 #include "platform/files/read_file.h"
-#include "platform/text/text.h"
+#include "platform/text/unicode.h"
 
 namespace quelto::bench {
 namespace {

@@ -1,7 +1,7 @@
 #include <cstdlib>
 
 #include "platform/resources/strings_table.h"
-#include "platform/text/text.h"
+#include "platform/text/utf8.h"
 #include "ui/text_format.h"
 
 /// Whatever the bytes: a table's texts are well formed, and each may serve as a format.

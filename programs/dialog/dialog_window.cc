@@ -7,7 +7,7 @@
 
 #include "platform/dialog/dialog_protocol.h"
 #include "platform/dialog/user_notification.h"
-#include "platform/text/text.h"
+#include "platform/text/harmless_text.h"
 
 namespace quelto::dialog {
 namespace {

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "keychain/sec_item.h"
-#include "platform/text/text.h"
+#include "platform/text/utf8.h"
 
 namespace quelto::credentials {
 namespace {

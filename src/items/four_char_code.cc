@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "platform/text/text.h"
+#include "platform/text/utf8.h"
 #include "util/strings.h"
 
 namespace quelto::credentials {

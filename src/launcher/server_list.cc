@@ -4,7 +4,8 @@
 #include <utility>
 
 #include "platform/files/read_file.h"
-#include "platform/text/text.h"
+#include "platform/text/unicode.h"
+#include "platform/text/utf8.h"
 #include "platform/user/user.h"
 #include "util/strings.h"
 

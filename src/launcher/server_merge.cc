@@ -1,6 +1,6 @@
 #include "launcher/server_merge.h"
 
-#include "platform/text/text.h"
+#include "platform/text/unicode.h"
 #include "util/strings.h"
 
 namespace quelto::launcher {

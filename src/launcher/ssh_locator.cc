@@ -3,7 +3,7 @@
 #include "platform/bundle/bundle.h"
 #include "platform/children/child_options.h"
 #include "platform/files/path_status.h"
-#include "platform/text/text.h"
+#include "platform/text/utf8.h"
 #include "platform/user/environment.h"
 #include "util/strings.h"
 

@@ -1,7 +1,7 @@
 #include "ui/dialogs.h"
 
 #include "platform/dialog/user_notification.h"
-#include "platform/text/text.h"
+#include "platform/text/harmless_text.h"
 #include "ui/error_line.h"
 #include "ui/localized_strings.h"
 #include "ui/text_format.h"

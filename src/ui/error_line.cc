@@ -2,7 +2,7 @@
 
 #include "platform/files/standard_streams.h"
 #include "platform/signals/leave.h"
-#include "platform/text/text.h"
+#include "platform/text/harmless_text.h"
 #include "ui/localized_strings.h"
 
 namespace quelto::ui {

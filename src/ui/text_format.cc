@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cstddef>
 
-#include "platform/text/text.h"
+#include "platform/text/utf8.h"
 
 namespace quelto::ui {
 namespace {

@@ -7,7 +7,7 @@
 #include "platform/bundle/bundle.h"
 #include "platform/files/path_status.h"
 #include "platform/resources/info_dictionary.h"
-#include "platform/text/text.h"
+#include "platform/text/unicode.h"
 #include "platform/user/user.h"
 #include "util/strings.h"
 

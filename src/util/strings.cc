@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <charconv>
 
-#include "platform/text/text.h"
+#include "platform/text/unicode.h"
+#include "platform/text/utf8.h"
 
 namespace quelto::util {
 namespace {

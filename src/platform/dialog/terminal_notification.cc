@@ -10,7 +10,8 @@
 
 #include "platform/dialog/terminal_modes_signal.h"
 #include "platform/files/unique_fd.h"
-#include "platform/text/text.h"
+#include "platform/text/harmless_text.h"
+#include "platform/text/unicode.h"
 
 namespace quelto::platform {
 namespace {

@@ -14,7 +14,8 @@
 #include "platform/dialog/dialog_protocol.h"
 #include "platform/files/descriptors.h"
 #include "platform/signals/signals.h"
-#include "platform/text/text.h"
+#include "platform/text/harmless_text.h"
+#include "platform/text/utf8.h"
 #include "platform/user/environment.h"
 
 namespace quelto::platform {

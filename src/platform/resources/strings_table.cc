@@ -5,7 +5,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "platform/text/text.h"
+#include "platform/text/unicode.h"
+#include "platform/text/utf8.h"
 
 namespace quelto::platform {
 namespace {

@@ -7,8 +7,8 @@
 
 namespace quelto::platform {
 
-/// What the Unicode module answers; meaning as in platform/text.h. `lowercased` takes valid UTF-8 only,
-/// `isCanonicallyEqual` too. No call takes more than 2^31 - 1 bytes. Thread-safe.
+/// What the Unicode module answers; meaning as in platform/text/unicode.h. `lowercased` takes valid UTF-8
+/// only, `isCanonicallyEqual` too. No call takes more than 2^31 - 1 bytes. Thread-safe.
 class UnicodeService {
  public:
   UnicodeService() = default;
