@@ -22,7 +22,7 @@
 #include "platform/children/child_options.h"
 #include "platform/children/child_process.h"
 #include "platform/dialog/dialog_protocol.h"
-#include "platform/dialog/user_notification.h"
+#include "platform/dialog/notification.h"
 #include "platform/files/descriptors.h"
 
 namespace quelto::bench {

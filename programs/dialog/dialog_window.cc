@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "platform/dialog/dialog_protocol.h"
-#include "platform/dialog/user_notification.h"
+#include "platform/dialog/notification.h"
 #include "platform/text/harmless_text.h"
 
 namespace quelto::dialog {

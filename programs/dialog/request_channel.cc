@@ -2,12 +2,11 @@
 
 #include <glibmm/main.h>
 #include <poll.h>
-#include <unistd.h>
 
 #include <array>
-#include <cerrno>
 
 #include "platform/dialog/dialog_protocol.h"
+#include "platform/files/descriptor_io.h"
 
 namespace quelto::dialog {
 namespace {
@@ -16,12 +15,8 @@ namespace protocol = platform::dialog;
 
 void send(platform::PropertyListDictionary answer, std::string_view state) {
   answer.insert_or_assign(std::string(protocol::stateKey), std::string(state));
-  const std::string frame = protocol::frameOf(answer);
-  for (std::string_view rest = frame; !rest.empty();) {
-    const ssize_t count = ::write(protocol::answerDescriptor, rest.data(), rest.size());
-    if (count < 0 && errno != EINTR) return;  // the tool has gone, and so will this program
-    if (count > 0) rest.remove_prefix(static_cast<std::size_t>(count));
-  }
+  // A tool that is gone needs no answer, and this program is about to end with it.
+  (void)platform::writeAll(protocol::answerDescriptor, protocol::frameOf(answer));
 }
 
 }  // namespace
@@ -31,10 +26,9 @@ std::optional<platform::PropertyListDictionary> RequestChannel::receive() {
   std::array<char, 4096> buffer;
   for (;;) {
     if (auto request = reader.next()) return request->empty() ? std::nullopt : std::move(request);
-    const ssize_t count = ::read(protocol::requestDescriptor, buffer.data(), buffer.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return std::nullopt;
-    reader.append({buffer.data(), static_cast<std::size_t>(count)});
+    const auto count = platform::readSome(protocol::requestDescriptor, buffer);
+    if (!count || *count == 0) return std::nullopt;
+    reader.append({buffer.data(), *count});
     if (reader.isBroken()) return std::nullopt;
   }
 }

@@ -13,12 +13,12 @@ namespace quelto::dialog {
 /// The two pipes to the tool that started this program. Main thread only.
 class RequestChannel {
  public:
-  /// Waits for the request. Absent when the tool has gone or sent something else.
+  /// Waits for the request. Absent when the tool is gone or sent something else.
   [[nodiscard]] static std::optional<platform::PropertyListDictionary> receive();
 
   [[nodiscard]] static bool hasToolGone();
 
-  /// Calls the slot from the main loop when the tool has gone.
+  /// Calls the slot from the main loop once the tool is gone.
   static void whenToolHasGone(const sigc::slot<void()>& slot);
 
   static void sendUnavailable();

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 
 #include "platform/dialog/terminal_modes_signal.h"
+#include "platform/files/descriptor_io.h"
 #include "platform/files/unique_fd.h"
 #include "platform/text/harmless_text.h"
 #include "platform/text/unicode.h"
@@ -16,10 +16,10 @@
 namespace quelto::platform {
 namespace {
 
-/// How a question ended: with an answer, by the end of the input, or because the terminal has gone.
+/// How a question ended: with an answer, at the end of the input, or because the terminal is gone.
 enum class Ending { answered, cancelled, lost };
 
-/// A word as answers are compared: without blanks around it, in lower case.
+/// The form in which answers are compared: lower case, without blanks at both ends.
 std::string plainWord(std::string_view text) {
   constexpr std::string_view blanks = " \t\r";
   text.remove_prefix(std::min(text.size(), text.find_first_not_of(blanks)));
@@ -31,14 +31,17 @@ bool isOneOf(const std::string& answer, const std::vector<std::string>& words) {
       words, [&answer](const std::string& word) { return isCanonicallyEqual(plainWord(word), answer); });
 }
 
-/// What an answer means, one that is not empty. The built-in words come first: no table can turn a "no" into
-/// a yes, and there is always a way to answer.
+/// What an answer that is not empty means. The built-in words come first, so that no table can turn "no" into
+/// yes and there is always a way to answer.
 std::optional<bool> meaningOf(const std::string& answer, const TerminalWords& words) {
   if (answer == "y" || answer == "yes") return true;
   if (answer == "n" || answer == "no") return false;
   const bool isYes = isOneOf(answer, words.yes);
   return isYes != isOneOf(answer, words.no) ? std::optional(isYes) : std::nullopt;
 }
+
+/// A text of a table, safe to print, on one line.
+std::string printableTitle(std::string_view text) { return terminalText(text); }
 
 class TerminalNotification final : public UserNotification {
  public:
@@ -51,13 +54,13 @@ class TerminalNotification final : public UserNotification {
 
   [[nodiscard]] std::optional<NotificationResponse> receiveResponse() override {
     const TerminalModes modes(terminal_.get());
-    // What was typed before the question stood there was not meant for it.
+    // What was typed before the question was shown was not meant for it.
     ::tcflush(terminal_.get(), TCIFLUSH);
     for (const auto key : {kCFUserNotificationAlertHeaderKey, kCFUserNotificationAlertMessageKey}) {
-      if (!text(key).empty()) print(text(key) + "\n");
+      if (const std::string shown = terminalText(textAt(key)); !shown.empty()) print(shown + "\n");
     }
     NotificationResponse response{.flags = kCFUserNotificationDefaultResponse, .fieldText = std::nullopt};
-    const bool hasField = find(kCFUserNotificationTextFieldTitlesKey) != nullptr;
+    const bool hasField = dictionary_.contains(kCFUserNotificationTextFieldTitlesKey);
     const Ending ending = hasField ? askField(response) : askButtons(response);
     if (ending == Ending::lost) return std::nullopt;
     if (ending == Ending::cancelled) {
@@ -68,36 +71,31 @@ class TerminalNotification final : public UserNotification {
   }
 
  private:
-  /// Null when the dictionary has no such entry.
-  [[nodiscard]] const std::string* find(std::string_view key) const {
-    const auto entry = std::ranges::find(dictionary_, key, &std::pair<std::string_view, std::string>::first);
-    return entry != dictionary_.end() ? &entry->second : nullptr;
+  /// The text of the dictionary as it is; empty when there is none.
+  [[nodiscard]] std::string textAt(std::string_view key) const {
+    const auto entry = dictionary_.find(key);
+    return entry != dictionary_.end() ? entry->second : "";
   }
 
-  [[nodiscard]] std::string rawText(std::string_view key) const {
-    const std::string* const found = find(key);
-    return found != nullptr ? *found : "";
-  }
-
-  /// The text of the dictionary, safe to print.
-  [[nodiscard]] std::string text(std::string_view key) const { return terminalText(rawText(key)); }
+  /// The text of the dictionary, safe to print, on one line.
+  [[nodiscard]] std::string title(std::string_view key) const { return printableTitle(textAt(key)); }
 
   Ending askField(NotificationResponse& response) {
-    const std::string value = rawText(kCFUserNotificationTextFieldValuesKey);
-    std::string question = text(kCFUserNotificationTextFieldTitlesKey) + " ";
+    const std::string value = textAt(kCFUserNotificationTextFieldValuesKey);
+    std::string question = title(kCFUserNotificationTextFieldTitlesKey) + " ";
     if (!value.empty()) question.append("[").append(terminalText(value)).append("] ");
     print(question);
     std::string line;
     if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
     response.fieldText = singleLineText(line.empty() ? value : line);
-    const bool hasCheckBox = find(kCFUserNotificationCheckBoxTitlesKey) != nullptr;
+    const bool hasCheckBox = dictionary_.contains(kCFUserNotificationCheckBoxTitlesKey);
     return hasCheckBox ? askCheckBox(response) : Ending::answered;
   }
 
   Ending askCheckBox(NotificationResponse& response) {
     const bool isTicked = (flags_ & firstCheckBoxFlag) != 0;
     bool yes = isTicked;
-    const Ending ending = askYesOrNo({.text = text(kCFUserNotificationCheckBoxTitlesKey),
+    const Ending ending = askYesOrNo({.text = title(kCFUserNotificationCheckBoxTitlesKey),
                                       .hint = isTicked ? words_.hintDefaultYes : words_.hint,
                                       .words = words_,
                                       .byDefault = isTicked ? std::optional(true) : std::nullopt},
@@ -107,8 +105,8 @@ class TerminalNotification final : public UserNotification {
   }
 
   Ending askButtons(NotificationResponse& response) {
-    const std::string defaultTitle = text(kCFUserNotificationDefaultButtonTitleKey);
-    const std::string alternateTitle = text(kCFUserNotificationAlternateButtonTitleKey);
+    const std::string defaultTitle = title(kCFUserNotificationDefaultButtonTitleKey);
+    const std::string alternateTitle = title(kCFUserNotificationAlternateButtonTitleKey);
     TerminalWords words = words_;
     words.yes.push_back(defaultTitle);
     words.no.push_back(alternateTitle);
@@ -126,14 +124,14 @@ class TerminalNotification final : public UserNotification {
     std::string text;
     const std::string& hint;
     const TerminalWords& words;
-    /// The meaning of an empty line; absent where it has none.
+    /// What an empty line means; absent when it is no answer.
     std::optional<bool> byDefault;
   };
 
   /// Asks until there is an answer.
   Ending askYesOrNo(const YesOrNo& question, bool& yes) {
     for (;;) {
-      print(question.text + " " + terminalText(question.hint) + " ");
+      print(question.text + " " + printableTitle(question.hint) + " ");
       std::string line;
       if (const Ending ending = readLine(line); ending != Ending::answered) return ending;
       const std::string answer = plainWord(line);
@@ -142,26 +140,22 @@ class TerminalNotification final : public UserNotification {
     }
   }
 
-  /// One line without its end. The terminal hands out whole lines; a piece without an end was sent off by
-  /// Ctrl-D.
+  /// Reads one line, without its end. The terminal hands out whole lines; one without an end was sent by
+  /// Ctrl-D and goes on.
   Ending readLine(std::string& line) {
     std::array<char, 4096> buffer;
     for (;;) {
-      const ssize_t count = ::read(terminal_.get(), buffer.data(), buffer.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count < 0) return Ending::lost;
-      if (count == 0) return Ending::cancelled;
-      line.append(buffer.data(), static_cast<std::size_t>(count));
+      const auto count = readSome(terminal_.get(), buffer);
+      if (!count) return Ending::lost;
+      if (*count == 0) return Ending::cancelled;
+      line.append(buffer.data(), *count);
       if (line.ends_with('\n')) return line.pop_back(), Ending::answered;
     }
   }
 
   void print(std::string_view text) {
-    while (!text.empty()) {
-      const ssize_t count = ::write(terminal_.get(), text.data(), text.size());
-      if (count < 0 && errno != EINTR) return;  // the read that follows finds out
-      if (count > 0) text.remove_prefix(static_cast<std::size_t>(count));
-    }
+    // The read that follows notices a terminal that is gone.
+    (void)writeAll(terminal_.get(), text);
   }
 
   UniqueFd terminal_;

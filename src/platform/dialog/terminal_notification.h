@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "platform/dialog/user_notification.h"
+#include "platform/dialog/notification.h"
 
 namespace quelto::platform {
 

@@ -6,25 +6,23 @@
 
 #include <array>
 #include <cerrno>
-#include <chrono>
 
 #include "platform/bundle/bundle.h"
 #include "platform/children/child_options.h"
 #include "platform/children/child_process.h"
 #include "platform/dialog/dialog_protocol.h"
+#include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
 #include "platform/signals/signals.h"
 #include "platform/text/harmless_text.h"
 #include "platform/text/utf8.h"
+#include "platform/threads/deadline.h"
 #include "platform/user/environment.h"
 
 namespace quelto::platform {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Deadline = std::optional<Clock::time_point>;
-
-/// How long a window may take to come up; far above a cold start on a slow remote display.
+/// How long a window may take to come up: far longer than a cold start on a slow remote display.
 constexpr std::chrono::seconds windowLimit{15};
 
 bool hasDisplay() {
@@ -32,7 +30,7 @@ bool hasDisplay() {
   return isSet("WAYLAND_DISPLAY") || isSet("DISPLAY");
 }
 
-/// Empty when it cannot be written down.
+/// The frame that asks the program; empty when the module for property lists is missing.
 std::string requestOf(std::uint32_t flags, const NotificationDictionary& dictionary) {
   PropertyListDictionary request{{std::string(dialog::flagsKey), std::uint64_t{flags}}};
   for (const auto& [key, text] : dictionary) {
@@ -40,13 +38,6 @@ std::string requestOf(std::uint32_t flags, const NotificationDictionary& diction
     request.insert_or_assign(std::string(key), std::string(beginningOf(shown, dialog::maximumTextLength)));
   }
   return dialog::frameOf(request);
-}
-
-/// The milliseconds left, as poll takes them; -1 without a deadline.
-int untilDeadline(const Deadline& deadline) {
-  if (!deadline) return -1;
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
-  return left.count() > 0 ? static_cast<int>(left.count()) : 0;
 }
 
 class WindowNotification final : public UserNotification {
@@ -59,15 +50,15 @@ class WindowNotification final : public UserNotification {
     (void)child_.waitUntilExit();
   }
 
-  /// Starts the program and waits until the window stands or cannot come.
+  /// Starts the program and waits until the window is drawn; false when it cannot be.
   [[nodiscard]] bool show() {
     if (!launch()) return false;
-    const auto answer = nextAnswer(Clock::now() + windowLimit);
+    const auto answer = nextAnswer(Deadline(windowLimit));
     return answer && textAt(*answer, dialog::stateKey) == dialog::shown;
   }
 
   [[nodiscard]] std::optional<NotificationResponse> receiveResponse() override {
-    const auto answer = nextAnswer(std::nullopt);
+    const auto answer = nextAnswer(Deadline::never());
     if (!answer || textAt(*answer, dialog::stateKey) != dialog::answered) return std::nullopt;
     const std::uint64_t flags =
         numberAt(*answer, dialog::flagsKey).value_or(kCFUserNotificationCancelResponse);
@@ -80,7 +71,7 @@ class WindowNotification final : public UserNotification {
     const auto program = Bundle::mainBundle().pathForResource(std::string(dialog::programName));
     Pipe request = makePipe();
     Pipe answers = makePipe();
-    // The streams are the tunnel's: nothing of a toolkit's may be read from them or written to them.
+    // The streams belong to the tunnel: no toolkit may read from them or write to them.
     const UniqueFd null = movedUp(openNullDevice());
     const UniqueFd requestEnd = movedUp(std::move(request.readEnd));
     const UniqueFd answerEnd = movedUp(std::move(answers.writeEnd));
@@ -98,7 +89,7 @@ class WindowNotification final : public UserNotification {
     return isLaunched_ && makeNonBlocking(request_.get());
   }
 
-  /// The program's next answer. Absent when the program has gone, breaks the protocol, or the deadline has
+  /// The program's next answer. Absent when the program is gone or breaks the protocol, or the deadline has
   /// passed.
   std::optional<PropertyListDictionary> nextAnswer(const Deadline& deadline) {
     for (;;) {
@@ -106,9 +97,7 @@ class WindowNotification final : public UserNotification {
       std::array<pollfd, 2> requests{
           pollfd{.fd = answers_.get(), .events = POLLIN, .revents = 0},
           pollfd{.fd = pending_.empty() ? -1 : request_.get(), .events = POLLOUT, .revents = 0}};
-      const int ready = ::poll(requests.data(), requests.size(), untilDeadline(deadline));
-      if (ready < 0 && errno == EINTR) continue;
-      if (ready <= 0) return std::nullopt;
+      if (!pollUntil(requests, deadline)) return std::nullopt;
       if (requests[1].revents != 0) sendRequest();
       if (requests[0].revents != 0 && !readAnswers()) return std::nullopt;
     }
@@ -116,21 +105,20 @@ class WindowNotification final : public UserNotification {
 
   void sendRequest() {
     const IgnoredBrokenPipe ignored;
-    const ssize_t count = ::write(request_.get(), pending_.data(), pending_.size());
-    if (count >= 0) {
-      pending_.erase(0, static_cast<std::size_t>(count));
-    } else if (errno != EAGAIN && errno != EINTR) {
-      // The program has gone; the end of its answers will tell.
+    if (const auto count = writeSome(request_.get(), pending_)) {
+      pending_.erase(0, *count);
+    } else if (errno != EAGAIN) {
+      // The program is gone; the end of its answers says so.
       pending_.clear();
     }
   }
 
   bool readAnswers() {
     std::array<char, 4096> buffer;
-    const ssize_t count = ::read(answers_.get(), buffer.data(), buffer.size());
-    if (count < 0) return errno == EINTR;
-    reader_.append({buffer.data(), static_cast<std::size_t>(count)});
-    return count > 0 && !reader_.isBroken();
+    const auto count = readSome(answers_.get(), buffer);
+    if (!count || *count == 0) return false;
+    reader_.append({buffer.data(), *count});
+    return !reader_.isBroken();
   }
 
   ChildProcess child_;
