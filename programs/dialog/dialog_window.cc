@@ -16,25 +16,24 @@ constexpr int iconSize = 64;
 constexpr int outerMargin = 24;
 /// In characters; longer texts are wrapped.
 constexpr int textWidth = 46;
-/// In characters; what is longer is shortened. No text of ours comes near, and the toolkit needs seconds to
-/// break one of 65536 characters into lines.
+/// In characters; longer texts are shortened. The toolkit takes seconds to break one of 65536 characters into
+/// lines. `bundle/README.md` names these limits to translators.
 constexpr std::size_t longestText = 4096;
 constexpr std::size_t longestTitle = 30;
 constexpr std::size_t longestCheckBoxTitle = 64;
-/// Pixels, so that short titles make no crumbs of the buttons.
+/// The least width, in pixels: a button as narrow as a short title is hard to hit.
 constexpr int buttonWidth = 86;
 
-/// The text, also when it came from somewhere that is not UTF-8: the toolkit takes nothing else. Shortened in
-/// the middle to the limit, which is in characters.
+/// The text as the toolkit takes it, valid UTF-8 only, shortened in the middle to `limit` characters.
 Glib::ustring shownText(const std::string& text, std::size_t limit) {
   Glib::ustring shown = Glib::ustring(text).make_valid();
   if (shown.size() <= limit) return shown;
   return shown.substr(0, limit / 2) + "\u2026" + shown.substr(shown.size() - limit / 2);
 }
 
-/// The text under a key; empty when there is none.
-std::string textOf(const platform::PropertyListDictionary& request, std::string_view key) {
-  return platform::textAt(request, key).value_or("");
+/// The same on one line.
+Glib::ustring shownTitle(const std::string& title, std::size_t limit) {
+  return shownText(platform::joinedLines(title), limit);
 }
 
 /// The variant for a display with twice the pixels, "prompt@2x.png" for "prompt.png", where there is one.
@@ -59,8 +58,8 @@ struct Size {
   int height;
 };
 
-/// Of the texts, in pixels, so that a window with everything else in it fits on any monitor.
-Size maximumTextSize() {
+/// In pixels: the least width and the least height of the monitors, on any of which the window may appear.
+Size monitorSize() {
   Size size{.width = std::numeric_limits<int>::max(), .height = std::numeric_limits<int>::max()};
   const auto monitors = Gdk::Display::get_default()->get_monitors();
   for (guint index = 0; index < monitors->get_n_items(); ++index) {
@@ -71,7 +70,7 @@ Size maximumTextSize() {
     size = {.width = std::min(size.width, area.get_width()),
             .height = std::min(size.height, area.get_height())};
   }
-  return {.width = size.width / 2, .height = size.height / 2};
+  return size;
 }
 
 void setUpText(Gtk::Label& label, const Glib::ustring& text) {
@@ -109,20 +108,21 @@ DialogWindow::DialogWindow(const platform::PropertyListDictionary& request) {
   set_resizable(false);
   columns_.set_margin(outerMargin);
   set_child(columns_);
-  addIcon(textOf(request, platform::kCFUserNotificationIconURLKey));
+  const auto text = [&request](std::string_view key) { return platform::textAt(request, key).value_or(""); };
+  addIcon(text(platform::kCFUserNotificationIconURLKey));
   columns_.append(rows_);
   rows_.set_hexpand(true);
-  addTexts(textOf(request, platform::kCFUserNotificationAlertHeaderKey),
-           textOf(request, platform::kCFUserNotificationAlertMessageKey));
+  addTexts(text(platform::kCFUserNotificationAlertHeaderKey),
+           text(platform::kCFUserNotificationAlertMessageKey));
   const std::uint64_t flags = platform::numberAt(request, platform::dialog::flagsKey).value_or(0);
   if (const auto title = platform::textAt(request, platform::kCFUserNotificationTextFieldTitlesKey)) {
-    addField(*title, textOf(request, platform::kCFUserNotificationTextFieldValuesKey));
+    addField(*title, text(platform::kCFUserNotificationTextFieldValuesKey));
   }
   if (const auto title = platform::textAt(request, platform::kCFUserNotificationCheckBoxTitlesKey)) {
     addCheckBox(*title, (flags & platform::firstCheckBoxFlag) != 0);
   }
-  addButtons(textOf(request, platform::kCFUserNotificationDefaultButtonTitleKey),
-             textOf(request, platform::kCFUserNotificationAlternateButtonTitleKey));
+  addButtons(text(platform::kCFUserNotificationDefaultButtonTitleKey),
+             text(platform::kCFUserNotificationAlternateButtonTitleKey));
   describe(flags);
   connectKeys();
   reportFirstFrame();
@@ -133,7 +133,7 @@ void DialogWindow::addIcon(const std::string& path) {
   if (path.empty() || !std::filesystem::exists(path, error)) return;
   icon_.set(iconFor(path, get_scale_factor()));
   icon_.set_pixel_size(iconSize);
-  // It says nothing that the texts do not say.
+  // The texts say all that it says.
   g_object_set(icon_.gobj(), "accessible-role", GTK_ACCESSIBLE_ROLE_PRESENTATION, nullptr);
   icon_.set_valign(Gtk::Align::START);
   columns_.append(icon_);
@@ -146,12 +146,14 @@ void DialogWindow::addTexts(const std::string& header, const std::string& messag
     setUpText(message_, shownText(message, longestText));
     texts_.append(message_);
   }
-  const Size maximum = maximumTextSize();
+  // With everything else in it the window must fit on the monitor.
+  const Size monitor = monitorSize();
+  const Size maximum{.width = monitor.width / 2, .height = monitor.height / 2};
   const int width = std::min(naturalSize(texts_, Gtk::Orientation::HORIZONTAL, -1), maximum.width);
   if (naturalSize(texts_, Gtk::Orientation::VERTICAL, width) <= maximum.height) return rows_.append(texts_);
   textScroller_.set_policy(Gtk::PolicyType::NEVER, Gtk::PolicyType::ALWAYS);
   textScroller_.set_size_request(-1, maximum.height);
-  // It tells that there is more, and the keys that scroll need a place to go.
+  // A visible scroll bar says that there is more, and the keys that scroll need a focus.
   textScroller_.set_overlay_scrolling(false);
   textScroller_.set_focusable(true);
   texts_.set_margin_end(6);
@@ -161,7 +163,7 @@ void DialogWindow::addTexts(const std::string& header, const std::string& messag
 
 void DialogWindow::addField(const std::string& title, const std::string& value) {
   hasField_ = true;
-  fieldTitle_.set_text(shownText(title, longestTitle));
+  fieldTitle_.set_text(shownTitle(title, longestTitle));
   field_.set_text(Glib::ustring(platform::singleLineText(value)).make_valid());
   field_.property_truncate_multiline() = true;
   field_.set_activates_default(true);
@@ -174,11 +176,11 @@ void DialogWindow::addField(const std::string& title, const std::string& value) 
 }
 
 void DialogWindow::addCheckBox(const std::string& title, bool isTicked) {
-  setUpText(checkBoxTitle_, shownText(title, longestCheckBoxTitle));
+  setUpText(checkBoxTitle_, shownTitle(title, longestCheckBoxTitle));
   checkBox_.set_child(checkBoxTitle_);
   checkBox_.add_css_class("text-button");
   checkBox_.set_active(isTicked);
-  // By itself it would take Enter for a click.
+  // Enter would tick it otherwise.
   const auto keys = Gtk::ShortcutController::create();
   keys->set_propagation_phase(Gtk::PropagationPhase::CAPTURE);
   keys->add_shortcut(Gtk::Shortcut::create(Gtk::ShortcutTrigger::parse_string("Return|KP_Enter|ISO_Enter"),
@@ -188,8 +190,8 @@ void DialogWindow::addCheckBox(const std::string& title, bool isTicked) {
 }
 
 void DialogWindow::addButtons(const std::string& defaultTitle, const std::string& alternateTitle) {
-  alternateButton_.set_label(shownText(alternateTitle, longestTitle));
-  defaultButton_.set_label(shownText(defaultTitle, longestTitle));
+  alternateButton_.set_label(shownTitle(alternateTitle, longestTitle));
+  defaultButton_.set_label(shownTitle(defaultTitle, longestTitle));
   defaultButton_.add_css_class("suggested-action");
   alternateButton_.signal_clicked().connect(
       [this] { answer(platform::kCFUserNotificationAlternateResponse); });
@@ -202,7 +204,7 @@ void DialogWindow::addButtons(const std::string& defaultTitle, const std::string
   buttonRow_.append(defaultButton_);
   rows_.append(buttonRow_);
   set_default_widget(defaultButton_);
-  // Else the first button would have the focus, and Enter would press that one.
+  // The first button would have the focus otherwise, and Enter would press that one.
   if (!hasField_) set_focus(defaultButton_);
 }
 
@@ -213,20 +215,20 @@ void DialogWindow::describe(std::uint64_t flags) {
                isAlert ? GTK_ACCESSIBLE_ROLE_ALERT_DIALOG : GTK_ACCESSIBLE_ROLE_DIALOG, nullptr);
   relate(*this, GTK_ACCESSIBLE_RELATION_LABELLED_BY, header_);
   relate(*this, GTK_ACCESSIBLE_RELATION_DESCRIBED_BY, message_);
-  // The toolkit would name a part without a title by the name of its class.
+  // The toolkit would call a part without a title by the name of its class.
   const auto orMessage = [this](Gtk::Label& title) -> Gtk::Label& {
     return title.get_text().empty() ? message_ : title;
   };
   relate(field_, GTK_ACCESSIBLE_RELATION_LABELLED_BY, orMessage(fieldTitle_));
   relate(checkBox_, GTK_ACCESSIBLE_RELATION_LABELLED_BY, orMessage(checkBoxTitle_));
-  // Some screen readers speak the part that has the focus and nothing of the window around it.
+  // Some screen readers speak only the part that has the focus, not the window around it.
   Gtk::Widget& focused = hasField_ ? static_cast<Gtk::Widget&>(field_) : defaultButton_;
   relate(focused, GTK_ACCESSIBLE_RELATION_DESCRIBED_BY, message_);
 }
 
 void DialogWindow::connectKeys() {
   const auto keys = Gtk::EventControllerKey::create();
-  // Behind the field: Escape first gives up a letter that is being composed there.
+  // After the field, where Escape first gives up a letter that is being composed.
   keys->set_propagation_phase(Gtk::PropagationPhase::BUBBLE);
   keys->signal_key_pressed().connect(
       [this](guint key, guint, Gdk::ModifierType) {
@@ -246,7 +248,7 @@ void DialogWindow::connectKeys() {
 
 void DialogWindow::reportFirstFrame() {
   signal_map().connect([this] {
-    // The wrapped class leaves this signal out.
+    // The C++ class lacks this signal.
     firstFrame_ = g_signal_connect_swapped(get_frame_clock()->gobj(), "after-paint",
                                            G_CALLBACK(&DialogWindow::afterFirstFrame), this);
   });
@@ -259,7 +261,7 @@ void DialogWindow::afterFirstFrame(DialogWindow* window) {
 }
 
 void DialogWindow::answer(std::uint32_t button) {
-  // A key pressed before the window could be seen was meant for another one.
+  // A key pressed before the window was visible was meant for another one.
   if (!isShown_ || std::exchange(isAnswered_, true)) return;
   const std::uint32_t tick = checkBox_.get_active() ? platform::firstCheckBoxFlag : 0;
   std::optional<std::string> text;

@@ -14,17 +14,18 @@ constexpr std::uint32_t fieldDialogFlags =
     platform::kCFUserNotificationPlainAlertLevel | platform::firstCheckBoxFlag;
 static_assert(fieldDialogFlags == 0x103);
 
-/// A format from a table, filled with values from outside: of these, what could break a line or turn the
-/// reading direction is shown as "?", so that a host name cannot pass for a part of the message.
+/// A format from a table, filled with values from outside.
 std::string filled(const std::string& format, const std::vector<std::string>& arguments) {
   std::vector<std::string> harmless;
   harmless.reserve(arguments.size());
+  // SECURITY: a host name could otherwise break the line or turn the reading direction, and so write a part
+  // of the message itself.
   for (const std::string& argument : arguments) harmless.push_back(platform::terminalText(argument));
   return formatted(format, harmless);
 }
 
 platform::TerminalWords terminalWords() {
-  // Of no dialog's own table: every question on a terminal is answered alike.
+  // Not from the dialog's table: all questions on a terminal are answered in the same way.
   const auto word = [](const char* key, const char* value) { return localizedString(key, "", value); };
   return {.yes = {word("terminal_yes_letter", "y"), word("button_yes", "Yes")},
           .no = {word("terminal_no_letter", "n"), word("button_no", "No")},

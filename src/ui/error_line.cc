@@ -8,10 +8,10 @@
 namespace quelto::ui {
 
 void failWith(const FatalError& error, const std::string& localizedTable) {
-  const std::string text =
-      platform::singleLineText(localizedString(error.key, localizedTable, error.defaultText));
+  const std::string text = platform::singleLineText(
+      platform::joinedLines(localizedString(error.key, localizedTable, error.defaultText)));
   const std::string line = "queltoSSH(" + std::string(error.code) + "): " + text + "\n";
-  // Nobody is left to tell when standard error cannot be written.
+  // Without standard error there is nobody to tell.
   (void)platform::writeStandardError(line);
   platform::leave(255);
 }

@@ -4,7 +4,7 @@
 
 namespace quelto::ui {
 
-/// One of the fatal errors that a person sees.
+/// A fatal error as the person sees it.
 struct FatalError {
   /// A letter and two digits.
   const char* code;
@@ -19,9 +19,10 @@ constexpr FatalError displayDialogFailed{"E03", "error_display_dialog", "Failed 
 constexpr FatalError runSshFailed{"E04", "error_run_ssh", "Failed to run ssh."};
 constexpr FatalError canceled{"C01", "error_canceled", "Canceled."};
 
-/// Writes "queltoSSH(CODE): TEXT", the text looked up in the table, and a line end to standard error and ends
-/// the process with status 255 at once: background work is cut off, no process-wide object is destroyed under
-/// it. It is always one line: control characters and line ends of the text are left out.
+/// Looks the text up in the table, writes the line "queltoSSH(CODE): TEXT" to standard error and ends the
+/// process with status 255 at once: background work is cut off, and no process-wide object is destroyed under
+/// it. It is always one line: a line break of the text becomes a blank, other control characters are left
+/// out.
 [[noreturn]] void failWith(const FatalError& error, const std::string& localizedTable);
 
 }  // namespace quelto::ui

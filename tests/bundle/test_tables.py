@@ -33,6 +33,10 @@ DEFAULTS = (
     (r'word\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"))
 # What else the sources call a table.
 TABLE_NAMES = {"": "Localizable", "ui::defaultGlobalLocalizedTable": "Localizable", "values.localizedTable": OWN}
+# The most characters that the window shows of a title, by the beginning of its key; it cuts longer ones.
+WINDOW = (BUNDLE.parent / "programs/dialog/dialog_window.cc").read_text()
+LIMITS = {beginning: int(re.search(rf"constexpr std::size_t {name} = (\d+);", WINDOW)[1]) for beginning, name in (
+    ("button_", "longestTitle"), ("field_", "longestTitle"), ("remember_", "longestCheckBoxTitle"))}
 TEXT = r'"((?:[^"\\]|\\["\\n])*)"'
 TOKEN = re.compile(rf"\s+|/\*.*?\*/|{TEXT}\s*=\s*{TEXT}\s*;", re.DOTALL)
 ICONS = {"prompt.png": 64, "prompt@2x.png": 128, "warning.png": 64, "warning@2x.png": 128}
@@ -81,6 +85,9 @@ class Bundle(unittest.TestCase):
                         self.assertIsNotNone(placeholders(value), key)
                         self.assertEqual(placeholders(value), placeholders(english[key]), key)
                         self.assertEqual(blanks(value), blanks(english[key]), key)
+                        for beginning, limit in LIMITS.items():
+                            if key.startswith(beginning):
+                                self.assertLessEqual(len(value), limit, key)
                     if "terminal_yes_letter" in entries:
                         yes, no = entries["terminal_yes_letter"], entries["terminal_no_letter"]
                         hints = entries["terminal_yes_no_default_yes"], entries["terminal_yes_no"]

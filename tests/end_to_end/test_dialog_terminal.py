@@ -57,6 +57,7 @@ class Questions(DialogTest):
                 ("yes", mute, ((BUTTONS, b"y\n"),), yes), ("no", mute, ((BUTTONS, b"n\n"),), no),
                 ("asked again", mute, ((BUTTONS, b"\n"), (BUTTONS, b"maybe\n"), (BUTTONS, b"Y\n")), yes),
                 ("cancelled", mute, ((BUTTONS, b"\x04"),), no),
+                ("cancelled after half a yes", mute, ((BUTTONS, b"y\x04\x04"),), no),
                 ("German yes", {"AUTH_LANGUAGE": "de"}, ((b"Ja / Nein [j/n] ", b"J\n"),), yes),
                 ("English yes in German", {"AUTH_LANGUAGE": "de"}, ((b" [j/n] ", b"y\n"),), yes),
                 ("German words", {"AUTH_LANGUAGE": "de"}, ((b" [j/n] ", b"NEIN\n"),), no),
@@ -88,7 +89,10 @@ class Questions(DialogTest):
                  ((BUTTONS, b"x\n"), (BUTTONS, b"y\n")), yes),
                 ("empty", {"terminal_yes_letter": "", "button_yes": " "}, ((BUTTONS, b"\n"), (BUTTONS, b"n\n")), no),
                 ("capitals", {"terminal_yes_letter": "J"}, ((BUTTONS, b"j\n"),), yes),
-                ("a hint that steers", {"terminal_yes_no": "\\U001b[2J\\n"}, ((b"No ?[2J? ", b"y\n"),), yes)):
+                ("a hint that steers", {"terminal_yes_no": "\\U001b[2J\\n"}, ((b"No ?[2J  ", b"y\n"),), yes),
+                ("line breaks", {"gen_rsa_key_title": "one\\ntwo", "gen_rsa_key_mesg": "three\\r\\nfour\\U001b",
+                                 "button_yes": "Oh\\nyes", "terminal_yes_no": "[y/n]"},
+                 ((b"one\r\ntwo\r\nthree\r\nfour?\r\nOh yes / No [y/n] ", b"oh yes\n"),), yes)):
             with self.subTest(name):
                 self.writeTable("Localizable", **words)
                 self.answer(("alert",), pairs, program=driver, change={"AUTH_LANGUAGE": "xx"}, stdout=answer)
@@ -103,7 +107,7 @@ class Questions(DialogTest):
         with self.subTest("an error line is one line"):
             self.writeTable("vantorSuiteSSH", error_create_dialog="a\\nqueltoSSH(E01): b\\U001b \\U200f\\U05d0")
             failed = self.start("field", HOST, "", program=driver, change={"AUTH_LANGUAGE": "xx"})
-            self.assertEnds(failed, stderr="queltoSSH(E02): aqueltoSSH(E01): b \u200f\u05d0\n".encode(), status=255)
+            self.assertEnds(failed, stderr="queltoSSH(E02): a queltoSSH(E01): b \u200f\u05d0\n".encode(), status=255)
 
     def testTypedAheadIsNoAnswer(self):
         terminal, slave = self.openTerminal()

@@ -253,6 +253,15 @@ class AssistiveTechnology(DialogTest):
                 self.press(*keys)
                 self.assertEnds(process, answer)
 
+    def testLineBreaksOfATableStandInHeaderAndMessage(self):
+        driver = self.copiedDriver()
+        self.writeTable("vantorSuiteSSH", message_ssh_username="one\\n%@", **dict.fromkeys(
+            ("title_ssh_username", "field_ssh_username", "remember_ssh_username", "button_cancel", "button_ok"),
+            "one\\ntwo"))
+        process = self.askInWindow("field", "a\nb", "", program=driver, change={"AUTH_LANGUAGE": "xx"})
+        header, message, *titles = [name for _, name, _ in self.look(process)]
+        self.assertEqual((header, message, *titles), ("one\ntwo", "one\na?b", *["one two"] * 5))
+
     def testMessageIsPlainText(self):
         for name, host, shown in (("markup", "<b>&amp;</b>", "<b>&amp;</b>"), ("broken markup", "<b>&", "<b>&"),
                                   ("underscores", "_a__b", "_a__b"),

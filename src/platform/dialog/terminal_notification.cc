@@ -41,7 +41,7 @@ std::optional<bool> meaningOf(const std::string& answer, const TerminalWords& wo
 }
 
 /// A text of a table, safe to print, on one line.
-std::string printableTitle(std::string_view text) { return terminalText(text); }
+std::string printableTitle(std::string_view text) { return terminalText(joinedLines(text)); }
 
 class TerminalNotification final : public UserNotification {
  public:
@@ -57,7 +57,7 @@ class TerminalNotification final : public UserNotification {
     // What was typed before the question was shown was not meant for it.
     ::tcflush(terminal_.get(), TCIFLUSH);
     for (const auto key : {kCFUserNotificationAlertHeaderKey, kCFUserNotificationAlertMessageKey}) {
-      if (const std::string shown = terminalText(textAt(key)); !shown.empty()) print(shown + "\n");
+      if (const std::string shown = terminalLines(textAt(key)); !shown.empty()) print(shown + "\n");
     }
     NotificationResponse response{.flags = kCFUserNotificationDefaultResponse, .fieldText = std::nullopt};
     const bool hasField = dictionary_.contains(kCFUserNotificationTextFieldTitlesKey);
