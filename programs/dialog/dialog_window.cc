@@ -123,6 +123,7 @@ DialogWindow::DialogWindow(const platform::PropertyListDictionary& request) {
   }
   addButtons(text(platform::kCFUserNotificationDefaultButtonTitleKey),
              text(platform::kCFUserNotificationAlternateButtonTitleKey));
+  fixWidth();
   describe(flags);
   connectKeys();
   reportFirstFrame();
@@ -206,6 +207,14 @@ void DialogWindow::addButtons(const std::string& defaultTitle, const std::string
   set_default_widget(defaultButton_);
   // The first button would have the focus otherwise, and Enter would press that one.
   if (!hasField_) set_focus(defaultButton_);
+}
+
+/// Leaves the toolkit one width to choose. From a range it may take the height that belongs to another width
+/// than the one that it takes in the end, and leave the rest of the height empty.
+void DialogWindow::fixWidth() {
+  const int width = naturalSize(rows_, Gtk::Orientation::HORIZONTAL, -1);
+  const int others = naturalSize(columns_, Gtk::Orientation::HORIZONTAL, -1) - width;
+  rows_.set_size_request(std::clamp(monitorSize().width - others, 0, width), -1);
 }
 
 /// Tells assistive technology what this is and what belongs together.

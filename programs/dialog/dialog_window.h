@@ -10,9 +10,9 @@
 
 namespace quelto::dialog {
 
-/// One question: icon, bold header, message, a field and a check box where the request has titles for them,
-/// be they empty, and two buttons. All texts are plain; the first answer given after the window has been
-/// drawn counts.
+/// One question: icon, bold header, message, a field and a check box if the request has titles for them, even
+/// empty ones, and two buttons. All texts are plain. The first answer after the window was drawn counts; the
+/// alternate button and Escape give the same one. Main thread only.
 class DialogWindow : public Gtk::Window {
  public:
   struct Answer {
@@ -33,6 +33,7 @@ class DialogWindow : public Gtk::Window {
   void addField(const std::string& title, const std::string& value);
   void addCheckBox(const std::string& title, bool isTicked);
   void addButtons(const std::string& defaultTitle, const std::string& alternateTitle);
+  void fixWidth();
   void describe(std::uint64_t flags);
   void connectKeys();
   void reportFirstFrame();

@@ -12,13 +12,13 @@ namespace {
 using quelto::dialog::DialogWindow;
 using quelto::dialog::RequestChannel;
 
-/// A window this small is drawn fastest without the graphics card; who wants it otherwise has said so.
+/// A window this small is drawn fastest without the graphics card. What the environment says wins.
 void chooseRenderer() {
   ::setenv("GSK_RENDERER", "cairo", 0);
   ::setenv("GDK_DEBUG", "gl-disable", 0);
 }
 
-/// The desktop's wish for dark windows, which the toolkit does not follow by itself.
+/// Follows the desktop's setting for dark windows, which the toolkit alone does not.
 void followDarkMode() {
   constexpr const char* schema = "org.gnome.desktop.interface";
   constexpr const char* key = "color-scheme";
@@ -51,14 +51,14 @@ int showDialog(const quelto::platform::PropertyListDictionary& request) {
 }  // namespace
 
 int main() {
-  // The tool may be killed before it can take the window away; also before this call, which then comes too
-  // late.
+  // A tool that is killed cannot take the window away. The second line finds one that was killed before the
+  // first.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (RequestChannel::hasToolGone()) return 1;
   const auto request = RequestChannel::receive();
   if (!request) return 1;
   chooseRenderer();
-  // The application object would print a message and end the program by itself.
+  // Without a display the application object would print a message and end the program.
   if (gtk_init_check() == FALSE) {
     RequestChannel::sendUnavailable();
     return 1;

@@ -30,15 +30,24 @@ WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
 class Keys(DialogTest):
     def write(self, path, text):
         path = f"{self.home}/{path}"
-        os.makedirs(os.path.dirname(path))
+        os.makedirs(os.path.dirname(path), exist_ok=True)
         with open(path, "w") as file:
             file.write(text)
 
     def assertFits(self):
+        """The window fits on the screen and is as large as what is in it."""
         told = self.xdotool("getwindowfocus", "getwindowgeometry", "--shell").stdout.decode()
-        place = {name: int(value) for name, value in re.findall(r"(\w+)=(\d+)", told)}
-        self.assertLessEqual(place["X"] + place["WIDTH"], 800)
-        self.assertLessEqual(place["Y"] + place["HEIGHT"], 600)
+        left, top, width, height = (int(re.search(rf"^{name}=(\d+)$", told, re.MULTILINE)[1])
+                                    for name in ("X", "Y", "WIDTH", "HEIGHT"))
+        self.assertLessEqual(left + width, 800)
+        self.assertLessEqual(top + height, 600)
+        pixels = self.pixels(left, top, width, height)
+        colours = list(zip(pixels[0::4], pixels[1::4], pixels[2::4]))
+        background = colours[width * 3 + 3]
+        filled = [place for place, colour in enumerate(colours) if colour != background]
+        right, below = width - 1 - max(place % width for place in filled), height - 1 - filled[-1] // width
+        # The buttons are the last thing in both directions, with the same margin.
+        self.assertAlmostEqual(below, right, delta=2)
 
     def testFieldIsAnswered(self):
         self.addDisplay()
@@ -76,12 +85,12 @@ class Keys(DialogTest):
                 self.press("Return")
                 self.assertEnds(process, f"[{value}] remember\n".encode())
 
-    def testLargeFontFitsOnTheScreen(self):
+    def testWindowFitsItsTexts(self):
         self.addDisplay()
-        self.write(".config/gtk-4.0/settings.ini", "[Settings]\ngtk-font-name=Sans 22\n")
-        for words in ("field", HOST, "bob"), ("alert",):
-            for language in ("de", "ru"):
-                with self.subTest(words[0], language=language):
+        for font, language in ((11, "de"), (11, "es"), (11, "ru"), (22, "ru")):
+            self.write(".config/gtk-4.0/settings.ini", f"[Settings]\ngtk-font-name=Sans {font}\n")
+            for words in ("field", HOST, "bob"), ("alert",), ("alert", "new_rsa_key"):
+                with self.subTest(words, font=font, language=language):
                     process = self.askInWindow(*words, change={"AUTH_LANGUAGE": language})
                     self.assertFits()
                     self.press("Escape")
@@ -109,7 +118,8 @@ class Keys(DialogTest):
     def testAlert(self):
         self.addDisplay()
         for name, keys, answer in (("Enter", ("Return",), b"true\n"), ("No", ("Tab", "Return"), b"false\n"),
-                                   ("Yes", ("Tab", "Tab", "space"), b"true\n"), ("Escape", ("Escape",), b"false\n")):
+                                   ("Yes", ("Tab", "Tab", "space"), b"true\n"), ("Escape", ("Escape",), b"false\n"),
+                                   ("Escape elsewhere", ("Tab", "Escape"), b"false\n")):
             with self.subTest(name):
                 process = self.askInWindow("alert")
                 self.press(*keys)

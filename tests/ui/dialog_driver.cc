@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <string>
 #include <string_view>
 
 #include "platform/bundle/bundle.h"
@@ -7,7 +8,8 @@
 #include "ui/localized_strings.h"
 
 /// Puts one question, as the tool would, and prints the answer: `dialog_driver field HOST VALUE` or
-/// `dialog_driver alert`. The language comes from AUTH_LANGUAGE.
+/// `dialog_driver alert [QUESTION]`, the question being "gen_rsa_key" or "new_rsa_key". The language comes from
+/// AUTH_LANGUAGE.
 int main(int argc, char** argv) {
   using namespace quelto;
   const std::string_view kind = argc > 1 ? argv[1] : "";
@@ -34,10 +36,11 @@ int main(int argc, char** argv) {
     std::printf("[%s] %s\n", answer.text.c_str(), answer.remember ? "remember" : "forget");
     return 0;
   }
+  const std::string question = argc > 2 ? argv[2] : "gen_rsa_key";
   ui::showAlertDialog({.iconId = "warning.png",
-                       .titleId = "gen_rsa_key_title",
+                       .titleId = question + "_title",
                        .titleDefault = "Failed to read the secure key pair",
-                       .messageId = "gen_rsa_key_mesg",
+                       .messageId = question + "_mesg",
                        .messageDefault = "Do you want to generate a new secure key pair?",
                        .arguments = {},
                        .buttonYesId = "button_yes",
