@@ -1,11 +1,10 @@
-/// The dialog's way to the screen, from the start of a program, beside zenity. On an X server of its own,
-/// which draws without a graphics card. Prints figures and judges none of them.
+/// The time from the start of a program to its dialog on the screen, compared with zenity, on an X server of
+/// its own that draws without a graphics card. Prints figures and judges none.
 #include <poll.h>
 #include <unistd.h>
 #include <xcb/xcb.h>
 
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -23,7 +22,9 @@
 #include "platform/children/child_process.h"
 #include "platform/dialog/dialog_protocol.h"
 #include "platform/dialog/notification.h"
+#include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
+#include "platform/threads/deadline.h"
 
 namespace quelto::bench {
 namespace {
@@ -32,7 +33,7 @@ using Clock = std::chrono::steady_clock;
 using platform::UniqueFd;
 
 constexpr int rounds = 15;
-/// Enough for the page cache and the fonts' cache to settle.
+/// Enough to fill the page cache and the font cache.
 constexpr int warmUpRounds = 2;
 /// Far above any start.
 constexpr std::chrono::seconds limit{30};
@@ -45,20 +46,11 @@ void require(bool condition, const std::string& otherwise) {
   if (!condition) throw std::runtime_error(otherwise);
 }
 
-/// Waits for input on one of the descriptors; those below 0 are left out. False once the limit has passed.
-template <std::size_t count>
-bool waitForInput(std::array<pollfd, count>& requests, Clock::time_point since) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(since + limit - Clock::now());
-  if (left.count() <= 0) return false;
-  const int ready = ::poll(requests.data(), requests.size(), static_cast<int>(left.count()));
-  return ready >= 0 || errno == EINTR;
-}
-
 /// A running child. The destructor asks it to end, as an X server removes its lock then, and waits until it
 /// has.
 class RunningChild {
  public:
-  /// `descriptors` beside the standard streams, which are all the null device.
+  /// `descriptors` in addition to the standard streams, which are all the null device.
   RunningChild(std::vector<std::string> words, std::vector<std::string> environment,
                std::vector<platform::DescriptorMapping> descriptors) {
     const UniqueFd null = platform::movedUp(platform::openNullDevice());
@@ -73,8 +65,7 @@ class RunningChild {
     const UniqueFd exit = child_.exitDescriptor();
     std::array<pollfd, 1> requests{pollfd{.fd = exit.get(), .events = POLLIN, .revents = 0}};
     child_.terminate();
-    const bool ends = waitForInput(requests, Clock::now()) && requests[0].revents != 0;
-    if (!ends) child_.kill();
+    if (!platform::pollUntil(requests, platform::Deadline(limit))) child_.kill();
     (void)child_.waitUntilExit();
   }
   RunningChild(const RunningChild&) = delete;
@@ -84,8 +75,8 @@ class RunningChild {
   platform::ChildProcess child_;
 };
 
-/// An X server, and a connection to it that sees each window come and go. The server ends with its last
-/// client.
+/// An X server, and a connection to it that sees each window appear and disappear. The server ends with its
+/// last client.
 class Display {
  public:
   Display() {
@@ -109,16 +100,16 @@ class Display {
   [[nodiscard]] const std::string& name() const { return name_; }
   [[nodiscard]] int descriptor() const { return ::xcb_get_file_descriptor(connection_.get()); }
 
-  /// Whether a window has come, or gone, since the last question. Without a window manager a mapped window
-  /// can be seen at once.
+  /// Whether a window has appeared, or disappeared, since the last call. Without a window manager a mapped
+  /// window is visible at once.
   [[nodiscard]] bool hasMapped() { return take(XCB_MAP_NOTIFY); }
   [[nodiscard]] bool hasUnmapped() { return take(XCB_UNMAP_NOTIFY); }
 
-  /// The next program must not compete with one that is still leaving.
+  /// The next program must not compete with one that still ends.
   void waitUntilUnmapped() {
-    const auto begin = Clock::now();
+    const platform::Deadline deadline(limit);
     std::array<pollfd, 1> requests{pollfd{.fd = descriptor(), .events = POLLIN, .revents = 0}};
-    while (!hasUnmapped()) require(waitForInput(requests, begin), "a window stays");
+    while (!hasUnmapped()) require(platform::pollUntil(requests, deadline), "a window stays");
   }
 
  private:
@@ -135,7 +126,7 @@ class Display {
       if (event == nullptr) break;
       if ((event->response_type & 0x7f) == type) return true;
     }
-    require(::xcb_connection_has_error(connection_.get()) == 0, "the X server has gone");
+    require(::xcb_connection_has_error(connection_.get()) == 0, "the X server is gone");
     return false;
   }
 
@@ -144,7 +135,7 @@ class Display {
   std::unique_ptr<xcb_connection_t, Disconnect> connection_;
 };
 
-/// The same for all programs: nothing that needs a session bus, of which there is none.
+/// The same for all programs: nothing that needs a session bus, since there is none.
 std::vector<std::string> environmentFor(const Display& display, const TemporaryHome& home) {
   return {"PATH=/usr/local/bin:/usr/bin:/bin",
           "LANG=C.UTF-8",
@@ -157,7 +148,7 @@ std::vector<std::string> environmentFor(const Display& display, const TemporaryH
           "AUTH_KEYCHAIN=" + home.path().string() + "/marker"};
 }
 
-/// The question for a user name, as the tool puts it.
+/// The question for a user name, as the tool asks it.
 std::string userNameRequest() {
   using namespace platform;
   const std::pair<std::string_view, std::string> texts[] = {
@@ -182,7 +173,8 @@ Microseconds timeUntilMapped(Display& display, std::vector<std::string> words,
   const auto begin = Clock::now();
   std::optional<RunningChild> child(std::in_place, std::move(words), environment,
                                     std::vector<platform::DescriptorMapping>{});
-  while (!display.hasMapped()) require(waitForInput(requests, begin), program + ": no window");
+  const platform::Deadline deadline(limit);
+  while (!display.hasMapped()) require(platform::pollUntil(requests, deadline), program + ": no window");
   const Microseconds time = Clock::now() - begin;
   child.reset();
   display.waitUntilUnmapped();
@@ -194,12 +186,12 @@ struct DialogTimes {
   Microseconds firstFrame{};
 };
 
-/// The dialog's program by itself, spoken to as the tool does.
+/// Measures the dialog's program alone, in place of the tool.
 DialogTimes timeDialog(Display& display, const std::vector<std::string>& environment) {
   platform::Pipe request = platform::makePipe();
   platform::Pipe answers = platform::makePipe();
   const std::string frame = userNameRequest();
-  // A pipe takes that much at once.
+  // A pipe takes so little at once.
   require(::write(request.writeEnd.get(), frame.data(), frame.size()) == static_cast<ssize_t>(frame.size()),
           "no request");
   UniqueFd requestEnd = platform::movedUp(std::move(request.readEnd));
@@ -211,6 +203,7 @@ DialogTimes timeDialog(Display& display, const std::vector<std::string>& environ
                                                {answerEnd.get(), platform::dialog::answerDescriptor}});
   requestEnd.reset();
   answerEnd.reset();
+  const platform::Deadline deadline(limit);
 
   DialogTimes times;
   platform::dialog::FrameReader reader;
@@ -218,7 +211,7 @@ DialogTimes timeDialog(Display& display, const std::vector<std::string>& environ
   while (times.mapped.count() == 0 || times.firstFrame.count() == 0) {
     std::array<pollfd, 2> requests{pollfd{.fd = display.descriptor(), .events = POLLIN, .revents = 0},
                                    pollfd{.fd = answers.readEnd.get(), .events = POLLIN, .revents = 0}};
-    require(waitForInput(requests, begin), "quelto-dialog: no window");
+    require(platform::pollUntil(requests, deadline), "quelto-dialog: no window");
     const Microseconds now = Clock::now() - begin;
     if (display.hasMapped() && times.mapped.count() == 0) times.mapped = now;
     if (requests[1].revents == 0) continue;
@@ -247,7 +240,7 @@ void compareWindows() {
   const TemporaryHome home;
   Display display;
   const auto environment = environmentFor(display, home);
-  // Ends by itself should nobody be left to end it.
+  // Has a time limit in case nobody ends it.
   const std::vector<std::string> zenity{ZENITY,   "--entry", "--title",   header,
                                         "--text", message,   "--timeout", "60"};
   std::vector<Microseconds> mapped, firstFrame, zenityMapped, toolMapped;
