@@ -1,4 +1,4 @@
-/// Localized texts: looking one up once its table is parsed, beside a plain hash table; and parsing a table.
+/// Localized texts: a look-up in a parsed table, compared with a plain hash table; and parsing a table.
 #include <benchmark/benchmark.h>
 
 #include <stdexcept>
@@ -19,7 +19,7 @@ constexpr const char* key = "message_ssh_username";
 constexpr const char* keyInNoTable = "message_of_no_table";
 constexpr const char* defaultText = "Please type a name.";
 
-/// Ends the program when a benchmark has not done what it measures.
+/// Ends the program when a benchmark does not do what it measures.
 void require(bool condition, const char* otherwise) {
   if (!condition) throw std::runtime_error(otherwise);
 }
@@ -62,7 +62,7 @@ void parse(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(content.size()));
 }
 
-/// As the first look-up of a process does it, the file being in the page cache.
+/// As in the first look-up of a process, with the file in the page cache.
 void readParseAndLookUp(benchmark::State& state) {
   const std::string folder = platform::Bundle::mainBundle().resourceFolder();
   for (auto _ : state) {

@@ -16,6 +16,7 @@ namespace quelto::dialog {
 class DialogWindow : public Gtk::Window {
  public:
   struct Answer {
+    /// Those of a response: the button and the check box.
     std::uint32_t flags;
     /// Absent when there is no field.
     std::optional<std::string> fieldText;
@@ -25,6 +26,7 @@ class DialogWindow : public Gtk::Window {
 
   /// The window has been drawn for the first time.
   sigc::signal<void()>& whenShown() { return shown_; }
+  /// The person has answered; emitted once, and not before the window was drawn.
   sigc::signal<void(const Answer&)>& whenAnswered() { return answered_; }
 
  private:

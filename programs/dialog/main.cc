@@ -41,7 +41,7 @@ int showDialog(const quelto::platform::PropertyListDictionary& request) {
       RequestChannel::sendAnswer(answer.flags, answer.fieldText);
       leave();
     });
-    RequestChannel::whenToolHasGone(&leave);
+    RequestChannel::whenToolIsGone(&leave);
     application->add_window(*window);
     window->present();
   });
@@ -54,7 +54,7 @@ int main() {
   // A tool that is killed cannot take the window away. The second line finds one that was killed before the
   // first.
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (RequestChannel::hasToolGone()) return 1;
+  if (RequestChannel::isToolGone()) return 1;
   const auto request = RequestChannel::receive();
   if (!request) return 1;
   chooseRenderer();

@@ -15,7 +15,7 @@ namespace protocol = platform::dialog;
 
 void send(platform::PropertyListDictionary answer, std::string_view state) {
   answer.insert_or_assign(std::string(protocol::stateKey), std::string(state));
-  // A tool that is gone needs no answer, and this program is about to end with it.
+  // A tool that is gone ends this program.
   (void)platform::writeAll(protocol::answerDescriptor, protocol::frameOf(answer));
 }
 
@@ -33,12 +33,12 @@ std::optional<platform::PropertyListDictionary> RequestChannel::receive() {
   }
 }
 
-bool RequestChannel::hasToolGone() {
+bool RequestChannel::isToolGone() {
   pollfd request{.fd = protocol::requestDescriptor, .events = 0, .revents = 0};
   return ::poll(&request, 1, 0) > 0;
 }
 
-void RequestChannel::whenToolHasGone(const sigc::slot<void()>& slot) {
+void RequestChannel::whenToolIsGone(const sigc::slot<void()>& slot) {
   Glib::signal_io().connect(
       [slot](Glib::IOCondition) {
         slot();

@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-/// The questions to the person, in a window or on the terminal. Every text is a key and its default, looked
-/// up in the dialog's table; titles and messages are formats filled with `arguments`. The calls block until
-/// the person answers. Main thread only.
+/// The questions to the person, in a window or on the terminal. Every text is a key and a default, looked up
+/// in the dialog's table; titles and messages are formats that `arguments` fill. The calls block until the
+/// person answers. Main thread only.
 namespace quelto::ui {
 
-/// A text with one field and one check box, which starts ticked.
+/// A question with one field and one check box, which starts ticked.
 struct FieldDialog {
   /// File name of the icon in `resourceUrl`.
   std::string iconId;
@@ -21,7 +21,7 @@ struct FieldDialog {
   std::vector<std::string> arguments;
   std::string fieldTitleId;
   std::string fieldTitleDefault;
-  /// What the field holds at first. The field of a window takes 65534 bytes and leaves the rest out.
+  /// What the field holds at first. In a window it takes 65534 bytes and leaves the rest out.
   std::string fieldValue;
   std::string checkRememberId;
   std::string checkRememberDefault;
@@ -40,11 +40,11 @@ struct FieldAnswer {
 };
 
 /// Returns when the person accepts. Everything else ends the process with status 255 and a line on standard
-/// error: E02 when the question could not be put, E03 when no answer came back, C01 when the person
+/// error: E02 when the question could not be shown, E03 when no answer came back, C01 when the person
 /// cancelled.
 [[nodiscard]] FieldAnswer showFieldDialog(const FieldDialog& dialog);
 
-/// A question to be answered with yes or no.
+/// A question that is answered with yes or no.
 struct AlertDialog {
   std::string iconId;
   std::string titleId;
@@ -58,8 +58,8 @@ struct AlertDialog {
   std::string buttonNoDefault;
   std::string resourceUrl;
   std::string table;
-  /// Gets true for yes, false for every other ending, absent when the question could not be put. May be
-  /// empty.
+  /// Gets true for yes, absent when the question could not be shown, and false for everything else: no,
+  /// Escape in the window, Ctrl-D on the terminal, a closed window, a lost question. May be empty.
   std::function<void(std::optional<bool>)> action;
 };
 

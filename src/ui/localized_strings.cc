@@ -11,7 +11,7 @@ namespace {
 constexpr std::string_view bundleDefaultTable = "Localizable";
 constexpr std::string_view continuation = " \\\n";
 
-/// Joins the lines that a table continues with " \" at their ends.
+/// Joins lines that end in " \", as a table continues them.
 std::string filterContinuation(std::string_view value) {
   std::string joined;
   for (bool isFirst = true;; isFirst = false) {

@@ -8,7 +8,7 @@
 namespace quelto::ui {
 namespace {
 
-/// A placeholder at the beginning of a text: its length (0: there is none) and its number (0: the next
+/// A placeholder at the beginning of a text: its length (0: none is there) and its number (0: the next
 /// argument).
 struct Placeholder {
   std::size_t length = 0;

@@ -24,14 +24,14 @@ KEYS = {
 SOURCES = "".join(path.read_text() for path in BUNDLE.parent.glob("src/*/*.[ch]*"))
 # The table of the tool's own dialogs and errors.
 OWN = re.search(r'std::string localizedTable = "(\w+)"', SOURCES)[1]
-# How the sources give a key and its default, and the table that they ask; None where it stands beside them.
+# How the sources write a key and its default, and the table that they ask; None when they write that as well.
 DEFAULTS = (
     (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default = "(?P<text>[^"]*)"'
      r'(?=[^;]*?\.\w*[tT]able = (?P<table>[\w.:"]+))', None),
     (r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}', OWN),
     (r'localizedString\("(?P<key>\w+)", (?P<table>"\w*"|[\w.:]+), "(?P<text>[^"]*)"\)', None),
     (r'word\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"))
-# What else the sources call a table.
+# Other names of tables in the sources.
 TABLE_NAMES = {"": "Localizable", "ui::defaultGlobalLocalizedTable": "Localizable", "values.localizedTable": OWN}
 # The most characters that the window shows of a title, by the beginning of its key; it cuts longer ones.
 WINDOW = (BUNDLE.parent / "programs/dialog/dialog_window.cc").read_text()
@@ -47,7 +47,7 @@ def parse(path):
     while at < len(text):
         token = TOKEN.match(text, at)
         if not token or token[1] in entries:
-            raise ValueError(f"{path}, character {at}: {'key stands twice' if token else 'not an entry'}")
+            raise ValueError(f"{path}, character {at}: {'key given twice' if token else 'not an entry'}")
         if token[1] is not None:
             entries[token[1]] = token[2]
         at = token.end()
@@ -55,7 +55,7 @@ def parse(path):
 
 
 def placeholders(value):
-    """Sorted, the plain ones numbered by their order; None for both kinds in one text, which mean nothing together."""
+    """Sorted, the plain ones numbered by their order; None for a text that mixes both kinds."""
     found = re.findall(r"%(?:\d+\$)?.?", value, re.DOTALL)
     if "%@" in found and any("$" in one for one in found):
         return None

@@ -16,7 +16,7 @@ BUTTONS = b" [y/n] "
 
 class Questions(DialogTest):
     def answer(self, words, pairs, program=DRIVER, change=None, **expected):
-        """Waits for each prompt and types behind it; returns what the terminal showed."""
+        """Waits for each prompt and types the answer; returns what the terminal showed."""
         terminal, slave = self.openTerminal()
         process = self.askOnTerminal(slave, *words, program=program, change=change)
         shown = b""
@@ -138,15 +138,15 @@ class Questions(DialogTest):
 
 
 def change(*changes):
-    """How to find a terminal: (index of the modes, what to set, what to clear), or all keys switched off."""
-    def find(slave):
+    """Prepares a terminal: (index of the modes, what to set, what to clear), or all keys switched off."""
+    def prepare(slave):
         modes = termios.tcgetattr(slave)
         for index, added, removed in changes:
             modes[index] = (modes[index] | added) & ~removed
         if not changes:
             modes[tty.CC] = [b"\0"] * len(modes[tty.CC])
         termios.tcsetattr(slave, termios.TCSANOW, modes)
-    return find
+    return prepare
 
 
 IUTF8 = 0o40000  # the module does not name it
@@ -159,14 +159,14 @@ dropReturns = change((tty.IFLAG, termios.IGNCR, termios.ICRNL))
 dropEighthBits = change((tty.IFLAG, termios.ISTRIP, 0))
 turnLineEnds = change((tty.IFLAG, termios.INLCR, 0), (tty.OFLAG, 0, termios.ONLCR))
 takeKeysAway = change()
-# Those with a name that end a process by default and can be handled; of the real-time ones the first and the last.
+# The signals that end a process by default and can be handled; of the real-time ones the first and the last.
 ENDING = set(signal.Signals) - {
     signal.SIGKILL, signal.SIGSTOP, signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH, signal.SIGTSTP,
     signal.SIGTTIN, signal.SIGTTOU}
 
 
 class Modes(DialogTest):
-    """The terminal takes lines and shows them while a question stands, and is then as it was found."""
+    """During a question the terminal takes lines and shows them; afterwards it is as before."""
 
     def testModesAreFoundAgain(self):
         def press(keys):
@@ -179,12 +179,12 @@ class Modes(DialogTest):
             return toTheDriver
 
         def ended(number):
-            # The shell that leads the session has a word for most of them.
+            # The shell that leads the session prints a message for most of them.
             isSilent = number in (signal.SIGINT, signal.SIGPIPE)
             return {"status": 128 + number, "stderr": b"" if isSilent else signal.strsignal(number).encode() + b"\n"}
 
         answered, cancelled = {"stdout": b"[alice] remember\n"}, {"status": 255, "stderr": C01}
-        for name, find, end, expected in (
+        for name, prepare, end, expected in (
                 ("as usual, answered", asUsual, press(b"alice\n\n"), answered),
                 ("as usual, Ctrl-C", asUsual, press(b"\x03"), ended(signal.SIGINT)),
                 ("raw, answered", tty.setraw, press(b"alice\r\r"), answered),
@@ -205,7 +205,7 @@ class Modes(DialogTest):
                 ("no keys, Ctrl-C", takeKeysAway, press(b"\x03"), ended(signal.SIGINT))):
             with self.subTest(name):
                 terminal, slave = self.openTerminal()
-                find(slave)
+                prepare(slave)
                 found = termios.tcgetattr(slave)
                 process = self.askOnTerminal(slave, "field", HOST, "")
                 shown = readUntil(terminal, QUESTION)

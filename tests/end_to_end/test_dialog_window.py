@@ -1,4 +1,4 @@
-"""The dialogs in a window: with real keys, as assistive technology sees them, and when no window can be had."""
+"""The dialogs in a window: with real keys, as assistive technology sees them, and what happens without one."""
 
 import contextlib
 import os
@@ -19,7 +19,7 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402 (its version comes first)
 
 
-# Draws nothing of its own, since a window that is drawn is told from one that is not by what the screen shows.
+# Draws nothing itself: by what is on the screen the tests know whether the dialog is drawn.
 WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
 <theme><keepBorder>no</keepBorder></theme>
 <keyboard><keybind key="A-F4"><action name="Close"/></keybind></keyboard>
@@ -74,7 +74,7 @@ class Keys(DialogTest):
         self.addDisplay()
         driver, long, huge = self.copiedDriver(), "h" * 300, "x" * 65534  # the most that a field takes
         keys = ("field_ssh_username", "remember_ssh_username", "button_ok", "button_cancel")
-        # Together more than a request may hold, in which one such letter doubles a text.
+        # More than a request may hold: a text with one such letter takes twice the space there.
         self.writeTable("vantorSuiteSSH", **{key: key + "é" + huge * 50 for key in keys}, title_ssh_username=huge,
                         message_ssh_username="%1$@" * 1000)
         for name, host, value, language in (("long", long, long, "en"), ("huge", huge, huge, "en"),
@@ -126,7 +126,7 @@ class Keys(DialogTest):
                 self.assertEnds(process, answer)
 
     def testKeysBeforeTheWindowStands(self):
-        # Enter comes all the time. Whether the first one counts or a later one, the question was put.
+        # Enter comes all the time. Whichever of them counts, the question was shown.
         self.addDisplay()
         keys = subprocess.Popen(["setpriv", "--pdeathsig", "TERM",
                                  "xdotool", "key", "--delay", "0", "--repeat", "1000000", "Return"],
@@ -152,7 +152,7 @@ class Keys(DialogTest):
 
 
 class AssistiveTechnology(DialogTest):
-    """The library is one for the whole process, and so is its bus."""
+    """The library and its bus serve the whole process."""
 
     @classmethod
     def setUpClass(cls):
@@ -206,7 +206,7 @@ class AssistiveTechnology(DialogTest):
         field = self.look(process)[3][2]
 
         def isTyped():
-            # The keyboard is changed for each of them, and a busy display may take one for another.
+            # The keyboard is changed for each letter, and a busy display may mix them up.
             self.press("ctrl+a", ":jürgen日本")
             with contextlib.suppress(TimeoutError):
                 return waitUntil(lambda: Atspi.Text.get_text(field, 0, 99) == "jürgen日本", limit=2)
@@ -329,7 +329,7 @@ class Loss(DialogTest):
             program = self.windowProgram(process)
             self.assertEnds(process, stderr=E02, status=255, limit=30)
             self.assertTrue(hasEnded(program))
-        with self.subTest("does not keep the program when the tool has gone"):
+        with self.subTest("does not keep the program when the tool is gone"):
             process = self.start("field", HOST, "bob", program=DRIVER)
             program = self.windowProgram(process)
             waitUntil(lambda: any(link.startswith("socket:") for link in self.descriptors(program).values()))
@@ -350,7 +350,7 @@ class WithoutWindow(DialogTest):
                 ("no way to write the request down", self.copiedDriver("libquelto_property_list.so"),
                  {"DISPLAY": there})):
             with self.subTest(name):
-                # Well below the time for which a hung display is waited for.
+                # Well below the time limit for a display that hangs.
                 failed = self.start("field", HOST, "bob", program=program, change=change)
                 self.assertEnds(failed, stderr=E02, status=255, limit=8)
                 denied = self.start("alert", program=program, change=change)
@@ -360,7 +360,6 @@ class WithoutWindow(DialogTest):
                 readUntil(terminal, b"[bob] ")
                 terminal.write(b"alice\nn\n")
                 self.assertEndsOnTerminal(process, b"[alice] forget\n")
-
 
     def testNothingIsShownForWhatIsNoRequest(self):
         self.addDisplay()

@@ -1,5 +1,5 @@
-"""What the tests of the dialogs stand on: a display of their own with real keys, the window as assistive technology
-sees it, and a real terminal. QUELTO_DIALOG_DRIVER names the program that puts the questions."""
+"""For the tests of the dialogs: a display of their own with real keys, and a real terminal. QUELTO_DIALOG_DRIVER names
+the program that asks the questions."""
 
 import contextlib
 import ctypes
@@ -24,19 +24,19 @@ E02 = b"queltoSSH(E02): Failed to create username dialog.\n"
 E03 = b"queltoSSH(E03): Failed to display username dialog.\n"
 C01 = b"queltoSSH(C01): Canceled.\n"
 
-# Leads the session of a terminal, as a login shell would, so that the terminal outlives the question. Tells the status
-# and then what is left on standard input.
+# Leads the session of a terminal, as a login shell would, so that the terminal outlives the question. Prints the status
+# and then the rest of standard input.
 LEADER = 'trap : HUP INT QUIT TERM\n%s\necho "status $?"\nexec cat'
-# What the caller has for ssh, and the dialogs must not take.
+# The caller's input for ssh, which the dialogs must not take.
 WAITING = b"from svn\n"
 
-# Whoever loses its parent becomes a child of this process, so that each test can tell what it has left running.
+# Orphans become children of this process, so that each test can find what it left running.
 PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
 
 
 def waitUntil(condition, limit=LIMIT):
-    """Polls until the condition holds, and returns what it gave."""
+    """Polls until the condition holds, and returns its value."""
     deadline = time.monotonic() + limit
     while not (result := condition()):
         if time.monotonic() > deadline:
@@ -54,7 +54,7 @@ def childrenOf(pid):
 
 
 def hasEnded(pid):
-    """Waits until the process, which need not be our child, has ended; False when it does not."""
+    """Waits until the process, our child or not, has ended; False when it does not end."""
     try:
         descriptor = os.pidfd_open(pid)
     except ProcessLookupError:
@@ -64,7 +64,7 @@ def hasEnded(pid):
 
 
 def reapOthersThan(known):
-    """Waits until every other child of ours has ended; what is still running fails the test."""
+    """Waits until all our other children have ended; one that is still running fails the test."""
     for pid in childrenOf(os.getpid()) - known:
         if not hasEnded(pid):
             raise AssertionError("something is still running")
@@ -96,12 +96,12 @@ class DialogTest(EndToEndTest):
         super().setUp()
         self.addCleanup(reapOthersThan, childrenOf(os.getpid()))
         self.environment.update(LANG="C.UTF-8", GSETTINGS_BACKEND="memory")
-        # Some signals would be a sanitizer's matter otherwise.
+        # A sanitizer would handle these signals otherwise.
         self.environment["ASAN_OPTIONS"] = ":".join([self.environment.get("ASAN_OPTIONS", ""), "handle_segv=0",
                                                      "handle_sigbus=0", "handle_sigfpe=0"])
 
     def copiedDriver(self, *without):
-        """A copy of the driver in a bundle of its own, from which some files are left out."""
+        """A copy of the driver in a bundle of its own, without some files."""
         def ignored(folder, names):
             isTests = folder.endswith("/Tests")
             return [name for name in names if name in without or isTests and name != os.path.basename(DRIVER)]
@@ -132,21 +132,21 @@ class DialogTest(EndToEndTest):
                               stderr=subprocess.DEVNULL, timeout=LIMIT)
 
     def askInWindow(self, *words, program=DRIVER, focus="getwindowfocus", **options):
-        """Starts the driver and waits until its window stands. `focus`: how to find the window that gets the keys."""
+        """Starts the driver and waits for its window. `focus`: how to find the window that gets the keys."""
         process = self.start(*words, program=program, **options)
         self.waitForWindow(process, focus)
         return process
 
     def waitForWindow(self, process, focus="getwindowfocus"):
-        """Waits until the window gets the keys, is drawn, and its program has nothing more to do."""
-        def stands():
+        """Waits until the window gets the keys and is drawn, and its program has nothing left to do."""
+        def isReady():
             program = self.windowProgram(process)
             if self.xdotool(focus, "getwindowpid").stdout != b"%d\n" % program:
                 return False
             isDrawn = len(set(self.pixels(0, 0, 800, 600))) > 2  # the screen and a window not yet drawn are black
             with open(f"/proc/{program}/stat") as file:
                 return isDrawn and file.read().split()[2] == "S"
-        waitUntil(stands)
+        waitUntil(isReady)
 
     def pixels(self, left, top, width, height):
         """A part of the screen, four bytes a pixel: blue, green, red and one without meaning."""
@@ -156,14 +156,13 @@ class DialogTest(EndToEndTest):
         return b"".join(screen[(row * 800 + left) * 4:][:width * 4] for row in range(top, top + height))
 
     def press(self, *keys):
-        """Each a key's name, or a text to be typed behind a colon. Slowly, for letters beyond ASCII get lost
-        otherwise."""
+        """Each a key's name, or a colon and a text to type, slowly: letters beyond ASCII get lost otherwise."""
         for key in keys:
             words = ["type", "--delay", "60", key[1:]] if key.startswith(":") else ["key", key]
             self.assertEqual(self.xdotool(*words).returncode, 0)
 
     def windowProgram(self, process):
-        """The id of the program that draws the window of a started tool."""
+        """The process id of the program that draws the window of a started tool."""
         def find():
             self.assertIsNone(process.poll(), "no window")
             for pid in childrenOf(process.pid):
@@ -174,7 +173,7 @@ class DialogTest(EndToEndTest):
         return waitUntil(find)
 
     def descriptors(self, pid):
-        """What a process has open: its descriptors and their targets."""
+        """The open descriptors of a process and their targets."""
         folder = f"/proc/{pid}/fd/"
         links = {}
         for name in os.listdir(folder):
@@ -187,7 +186,7 @@ class DialogTest(EndToEndTest):
         self.assertEqual((process.returncode, *result), (status, stdout, stderr))
 
     def openTerminal(self):
-        """Our end of a new terminal, and the other."""
+        """Our end of a new terminal, and the program's."""
         master, slave = pty.openpty()
         terminal = os.fdopen(master, "r+b", buffering=0)
         self.addCleanup(os.close, slave)
@@ -195,14 +194,14 @@ class DialogTest(EndToEndTest):
         return terminal, slave
 
     def askOnTerminal(self, slave, *words, program=DRIVER, script='"$@"', **options):
-        """Starts the driver in front of the terminal, its three streams being pipes."""
+        """Starts the driver on the terminal; its three streams are pipes."""
         process = self.start("-c", LEADER % script, "sh", program, *words, program="/bin/sh",
                              prepare=lambda: fcntl.ioctl(slave, termios.TIOCSCTTY, 0), **options)
         process.stdin.write(WAITING)
         return process
 
     def assertEndsOnTerminal(self, process, stdout=b"", stderr=b"", status=0, whenEnded=lambda: None):
-        """Also that nothing was read from the standard input. `whenEnded` runs while the session still lives."""
+        """Also checks that nothing was read from standard input. `whenEnded` runs while the session still lives."""
         told = readUntil(process.stdout, b"status ")
         whenEnded()
         rest, errors = process.communicate(timeout=LIMIT)

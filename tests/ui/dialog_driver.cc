@@ -7,9 +7,9 @@
 #include "ui/dialogs.h"
 #include "ui/localized_strings.h"
 
-/// Puts one question, as the tool would, and prints the answer: `dialog_driver field HOST VALUE` or
-/// `dialog_driver alert [QUESTION]`, the question being "gen_rsa_key" or "new_rsa_key". The language comes from
-/// AUTH_LANGUAGE.
+/// Asks one question as the tool does, and prints the answer: `dialog_driver field HOST VALUE` or
+/// `dialog_driver alert [QUESTION]`, the question being "gen_rsa_key" or "new_rsa_key". The language comes
+/// from AUTH_LANGUAGE.
 int main(int argc, char** argv) {
   using namespace quelto;
   const std::string_view kind = argc > 1 ? argv[1] : "";

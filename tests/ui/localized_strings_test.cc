@@ -12,7 +12,7 @@
 namespace quelto::ui {
 namespace {
 
-/// Tables whose entries say where they stand.
+/// Tables whose entries name the language and the table.
 class LocalizedString : public testing::Test {
  protected:
   LocalizedString() {

@@ -8,14 +8,14 @@
 
 #include "platform/resources/property_list.h"
 
-/// How the tool and the program that draws the dialog speak to each other: frames, each a binary property
-/// list behind its length (32 bits, little-endian), over two pipes. The tool sends one frame, the
-/// notification dictionary with the flags under `flagsKey`, and keeps its end open as long as the question
-/// stands. The program answers with a frame that holds `stateKey`: `unavailable`, or `shown` and later
-/// `answered` with the flags and the field's text.
+/// The protocol between the tool and the program that draws the dialog: frames over two pipes, each a length
+/// (32 bits, little-endian) and a binary property list. The tool sends one frame, the notification dictionary
+/// with the flags under `flagsKey`, and keeps its end open until the question is over. The program answers
+/// with frames that hold `stateKey`: `unavailable`, or `shown` and later `answered` with the flags and the
+/// field's text.
 namespace quelto::platform::dialog {
 
-/// The program's descriptors: where the request comes from and where the answers go.
+/// The program's descriptors for the request and for the answers.
 inline constexpr int requestDescriptor = 3;
 inline constexpr int answerDescriptor = 4;
 
@@ -31,14 +31,14 @@ inline constexpr std::string_view answered = "answered";
 
 /// The longest property list that a frame may hold, in bytes.
 inline constexpr std::uint32_t maximumLength = std::uint32_t{16} << 20;
-/// The longest text that goes into a request, in bytes of UTF-8. A property list may hold it as UTF-16, in
-/// twice as many, and all the texts of a notification still fit into a frame.
+/// The longest text in a request, in bytes of UTF-8. Even if the property list stores every text as UTF-16,
+/// in twice as many bytes, the nine texts of a notification fit into a frame.
 inline constexpr std::size_t maximumTextLength = std::size_t{512} << 10;
 
 /// Empty when the module for property lists is missing.
 [[nodiscard]] std::string frameOf(const PropertyListDictionary& dictionary);
 
-/// Puts frames together from whatever pieces they arrive in.
+/// Puts frames together from the pieces in which they arrive.
 class FrameReader {
  public:
   void append(std::string_view bytes) { buffer_ += bytes; }
@@ -47,7 +47,7 @@ class FrameReader {
   /// dictionary.
   [[nodiscard]] std::optional<PropertyListDictionary> next();
 
-  /// Whether what came can be no frame: its length is beyond any text that a dialog has.
+  /// Whether the input is no frame: its length is above `maximumLength`.
   [[nodiscard]] bool isBroken() const;
 
  private:

@@ -14,23 +14,23 @@
 namespace quelto::platform {
 namespace {
 
-/// Those that cannot be handled or whose default action does not end the process. All others end it, the
-/// real-time signals too.
+/// The signals that cannot be handled or do not end the process by default. All others end it, the real-time
+/// signals too.
 constexpr std::array otherSignals{SIGKILL, SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU,
                                   SIGCONT, SIGCHLD, SIGURG,  SIGWINCH};
 
-/// The keys that a question needs, for a terminal that has them switched off: Ctrl-C, Ctrl-D, backspace and
-/// Ctrl-U.
+/// The keys that a question needs, for a terminal on which they are switched off: Ctrl-C, Ctrl-D, backspace
+/// and Ctrl-U.
 constexpr std::array<std::pair<std::size_t, cc_t>, 4> neededKeys{
     {{VINTR, 0x03}, {VEOF, 0x04}, {VERASE, 0x7F}, {VKILL, 0x15}}};
 
-/// The terminal whose modes are changed; -1: none. Set after its modes were found and cleared after they are
-/// back, so that a signal at any time between the two finds both.
+/// The terminal whose modes are changed; -1: none. It is set after the modes were recorded and cleared after
+/// they were restored, so that a signal in between always finds both.
 constinit std::atomic<int> changedTerminal{-1};
 constinit termios modesFound{};
 constinit struct sigaction actionsFound[NSIG] {};
 
-/// In the background this would stop the process instead. Signal-safe.
+/// Blocks SIGTTOU, which would stop a process in the background here. Signal-safe.
 void setModes(int terminal, int when, const termios& modes) noexcept {
   sigset_t stop;
   sigset_t before;
@@ -41,7 +41,7 @@ void setModes(int terminal, int when, const termios& modes) noexcept {
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-/// The signal, raised again, waits until this handler returns. Signal-safe.
+/// Raises the signal again, which takes effect when this handler returns. Signal-safe.
 void restoreAndRaise(int signal) noexcept {
   const int saved = errno;
   restoreTerminalModes();
@@ -52,7 +52,7 @@ void restoreAndRaise(int signal) noexcept {
   errno = saved;
 }
 
-/// The C library refuses the few that it keeps for itself.
+/// Signals that the C library keeps for itself are included; it refuses to change them.
 template <typename Action>
 void forEachEndingSignal(Action action) {
   for (int signal = 1; signal <= SIGRTMAX; ++signal) {
@@ -63,7 +63,7 @@ void forEachEndingSignal(Action action) {
 void routeEndingSignals() {
   struct sigaction action {};
   action.sa_handler = restoreAndRaise;
-  // A thread whose stack has overflown may have another one for signals.
+  // A thread with a stack overflow needs its alternate stack.
   action.sa_flags = SA_ONSTACK;
   sigemptyset(&action.sa_mask);
   forEachEndingSignal([&action](int signal) { sigaddset(&action.sa_mask, signal); });

@@ -7,10 +7,10 @@
 
 namespace quelto::platform {
 
-/// Prepares the question on the controlling terminal, which is opened by its name; it is printed when the
-/// answer is waited for. End of input cancels. A field may be left as it is, the check box defaults to its
-/// state in `flags`, a question without a field must be answered. Null when there is no such terminal or when
-/// this process is not in its foreground group, where reading would stop it.
+/// Opens the controlling terminal for the question, which `receiveResponse` prints. End of input (Ctrl-D)
+/// cancels. An empty line keeps the field's value and the check box's state in `flags`; a question without a
+/// field needs an answer. Null when there is no controlling terminal or this process is not in its foreground
+/// group, where reading would stop it.
 [[nodiscard]] std::unique_ptr<UserNotification> openTerminalNotification(
     std::uint32_t flags, const NotificationDictionary& dictionary, const TerminalWords& words);
 

@@ -7,8 +7,9 @@
 
 namespace quelto::platform {
 
-/// Shows the question in a window, of overlong texts the beginning. Null when there is no display, the
-/// dialog's program or the module for property lists is missing, or no window came up in time.
+/// Shows the question in a window; of a text above `dialog::maximumTextLength` it shows the beginning. Null
+/// when there is no display, when the dialog's program or the module for property lists is missing, or when
+/// no window appears in time.
 [[nodiscard]] std::unique_ptr<UserNotification> showWindowNotification(
     std::uint32_t flags, const NotificationDictionary& dictionary);
 

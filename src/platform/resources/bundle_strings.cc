@@ -15,15 +15,14 @@ namespace {
 
 constexpr std::string_view defaultTable = "Localizable";
 constexpr const char* lastResort = "en";
-/// What programs speak in the "C" locale.
+/// The language of the "C" locale.
 constexpr const char* untranslated = "en";
 
-/// No table that people write comes near.
+/// Far above any table that people write.
 constexpr std::size_t maximumTableSize = std::size_t{16} << 20;
 
-/// The absolute path without "." and ".." steps, resolved in the text alone: the folder that a step goes back
-/// over need not exist. (The standard library's paths would bring locales along, which cost every start more
-/// than this.)
+/// The absolute path without "." and "..", resolved in the text alone: the folder before a ".." need not
+/// exist. (The standard library's paths pull in locales, which would slow down every start.)
 std::string lexicallyNormal(std::string_view path) {
   std::string normal;
   while (!path.empty()) {
@@ -59,14 +58,14 @@ std::optional<std::string_view> partnerOf(std::string_view name, Pairs pairs) {
   return found != pairs.end() ? std::optional(found->second) : std::nullopt;
 }
 
-/// The folder names that serve a language, best first.
+/// The names of the folders that suit a language, best first.
 std::vector<std::string> localizationsFor(const std::string& language) {
   constexpr std::array<Pairs::value_type, 5> scripts{{{"zh-CN", "zh-Hans"},
                                                       {"zh-SG", "zh-Hans"},
                                                       {"zh-TW", "zh-Hant"},
                                                       {"zh-HK", "zh-Hant"},
                                                       {"zh-MO", "zh-Hant"}}};
-  // What speakers of the language can read where nothing is nearer.
+  // What speakers of the language can read when there is nothing closer.
   constexpr std::array<Pairs::value_type, 2> relatives{{{"pt", "pt-BR"}, {"zh", "zh-Hans"}}};
   std::string name = language;
   std::ranges::replace(name, '_', '-');

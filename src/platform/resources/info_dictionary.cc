@@ -7,7 +7,7 @@
 namespace quelto::platform {
 namespace {
 
-/// An information dictionary is a few kilobytes; a larger file is none.
+/// Far above any information dictionary, which has a few kilobytes.
 constexpr std::size_t maximumInfoSize = std::size_t{1} << 20;
 
 }  // namespace

@@ -7,8 +7,8 @@ namespace quelto::platform {
 
 class Bundle;
 
-/// A text of the bundle's information dictionary. Absent when it has no such key, the value is no text, or
-/// there is no dictionary that can be read. Reads the file at each call; thread-safe.
+/// A text of the bundle's information dictionary. Absent when the dictionary cannot be read, or has no text
+/// under this key. Reads the file at each call; thread-safe.
 [[nodiscard]] std::optional<std::string> infoText(const Bundle& bundle, const std::string& key);
 
 /// "CFBundleIdentifier" of the information dictionary.

@@ -29,7 +29,7 @@ Node parsed(std::string_view bytes) {
 }
 
 /// Absent for a value that is neither a text nor a number.
-std::optional<PropertyListValue> valueOf(plist_t node) {
+std::optional<PropertyListValue> converted(plist_t node) {
   std::uint64_t number = 0;
   switch (plist_get_node_type(node)) {
     case PLIST_STRING: {
@@ -64,7 +64,7 @@ class LibplistService final : public PropertyListService {
       plist_dict_next_item(root.get(), iterator.get(), &keyOfEntry, &value);
       const Memory<char> key(keyOfEntry);
       if (!key || value == nullptr) return dictionary;
-      if (auto converted = valueOf(value)) dictionary.insert_or_assign(key.get(), std::move(*converted));
+      if (auto known = converted(value)) dictionary.insert_or_assign(key.get(), std::move(*known));
     }
   }
 

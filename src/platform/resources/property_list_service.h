@@ -8,7 +8,7 @@
 
 namespace quelto::platform {
 
-/// What the property-list module answers; meaning as in platform/property_list.h. Thread-safe.
+/// What the property-list module answers; the contracts are those of property_list.h. Thread-safe.
 class PropertyListService {
  public:
   PropertyListService() = default;

@@ -28,7 +28,7 @@ bool isHexadecimalDigit(char byte) {
 bool isHighSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
 bool isLowSurrogate(char32_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
 
-/// Reads well-formed UTF-8. A result that is absent means that the rules are broken at this place.
+/// Reads well-formed UTF-8. An absent result means a syntax error at this place.
 class StringsParser {
  public:
   explicit StringsParser(std::string_view text) : text_(text) {}
@@ -60,7 +60,7 @@ class StringsParser {
     return true;
   }
 
-  /// Passes over white space and comments; false when a comment does not end.
+  /// Skips white space and comments; false when a comment does not end.
   bool skipBlanks() {
     for (;;) {
       text_.remove_prefix(std::min(text_.size(), lengthOf(isWhitespace)));
@@ -107,7 +107,7 @@ class StringsParser {
     }
   }
 
-  /// Takes what follows a "\", which is at least one byte.
+  /// Takes what follows a "\": at least one byte.
   void parseEscape(std::string& result) {
     constexpr std::string_view names = "abfnrtv";
     constexpr std::string_view meanings = "\a\b\f\n\r\t\v";
@@ -137,7 +137,7 @@ class StringsParser {
     return number;
   }
 
-  /// One UTF-16 unit, or two that make a pair; half a pair is U+FFFD.
+  /// One UTF-16 unit, or two that are a surrogate pair; half a pair is U+FFFD.
   char32_t takeUtf16() {
     const char32_t unit = takeNumber(4, 16);
     if (!isHighSurrogate(unit)) return isLowSurrogate(unit) ? replacement : unit;

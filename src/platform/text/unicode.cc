@@ -33,7 +33,7 @@ const UnicodeService* serviceFor(std::size_t size) {
   return size <= std::numeric_limits<std::int32_t>::max() ? unicodeService() : nullptr;
 }
 
-/// Each code point a character, but CR LF one.
+/// The boundaries without Unicode's tables: each code point is a character, and so is CR LF.
 std::vector<std::size_t> scalarBoundaries(std::string_view text) {
   std::vector<std::size_t> boundaries;
   boundaries.reserve(text.size() + 1);

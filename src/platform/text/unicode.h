@@ -14,8 +14,8 @@ namespace quelto::platform {
 
 enum class ByteOrder { littleEndian, bigEndian };
 
-/// The UTF-16 text that the bytes hold. Each half of a pair without the other is U+FFFD, an odd byte at the
-/// end is passed over. Empty when the Unicode module is missing.
+/// The UTF-16 text in the bytes. Half a surrogate pair becomes U+FFFD, an odd byte at the end is ignored.
+/// Empty when the Unicode module is missing.
 [[nodiscard]] std::string utf8FromUtf16(std::string_view bytes, ByteOrder order);
 
 /// The byte offsets at which the text's extended grapheme clusters (UAX 29) begin, and its size as the last

@@ -27,8 +27,8 @@ class TextView {
   UText* text_;
 };
 
-/// Null when ICU has no data. An iterator may serve one thread only, and making one costs far more than
-/// copying it.
+/// Null when ICU has no data. An iterator serves one thread only, and creating one is far slower than copying
+/// it.
 std::unique_ptr<icu::BreakIterator> characterIterator() {
   // Never destroyed: a worker may still be running when the process leaves.
   static const icu::BreakIterator* const prototype = [] {

@@ -7,7 +7,7 @@
 
 namespace quelto::platform {
 
-/// What the Unicode module answers; meaning as in platform/text/unicode.h. `lowercased` takes valid UTF-8
+/// What the Unicode module answers; the contracts are those of unicode.h. `lowercased` takes valid UTF-8
 /// only, `isCanonicallyEqual` too. No call takes more than 2^31 - 1 bytes. Thread-safe.
 class UnicodeService {
  public:

@@ -10,8 +10,8 @@
 namespace quelto::platform {
 namespace {
 
-/// Where the run of ASCII bytes that begins at `at` ends. Takes eight bytes a step: lists of servers are
-/// long, and nearly always ASCII.
+/// Where the run of ASCII bytes from `at` ends. Takes eight bytes at a time, since lists of servers are long
+/// and nearly always ASCII.
 std::size_t endOfAscii(std::string_view text, std::size_t at) {
   constexpr std::uint64_t highBits = 0x8080808080808080;
   for (std::uint64_t word = 0; text.size() - at >= sizeof word; at += sizeof word) {
@@ -65,7 +65,7 @@ std::string utf8Of(char32_t scalar) {
 
 std::string_view beginningOf(std::string_view text, std::size_t size) {
   if (text.size() <= size) return text;
-  // The last four bytes tell, and the macro counts in 32 bits.
+  // The last four bytes are enough, and the macro counts in 32 bits.
   const std::size_t windowSize = std::min<std::size_t>(size, 4);
   const std::string_view window = text.substr(size - windowSize, windowSize);
   auto kept = static_cast<std::int32_t>(windowSize);

@@ -23,13 +23,13 @@ struct Scalar {
 
 [[nodiscard]] bool isValidUtf8(std::string_view text);
 
-/// How many bytes there are before the first ill-formed part; the text's size when there is none.
+/// The number of bytes before the first ill-formed part; the text's size when there is none.
 [[nodiscard]] std::size_t wellFormedLength(std::string_view text);
 
 /// The scalar in UTF-8; U+FFFD for a number that is no scalar.
 [[nodiscard]] std::string utf8Of(char32_t scalar);
 
-/// The text's beginning of at most `size` bytes, and less where that would cut a well-formed scalar.
+/// The beginning of the text, `size` bytes at most; less when that would cut a well-formed scalar.
 [[nodiscard]] std::string_view beginningOf(std::string_view text, std::size_t size);
 
 }  // namespace quelto::platform
