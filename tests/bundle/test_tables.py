@@ -32,7 +32,7 @@ DEFAULTS = (
     (r'localizedString\("(?P<key>\w+)", (?P<table>"\w*"|[\w.:]+), "(?P<text>[^"]*)"\)', None),
     (r'word\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"))
 # Other names of tables in the sources.
-TABLE_NAMES = {"": "Localizable", "ui::defaultGlobalLocalizedTable": "Localizable", "values.localizedTable": OWN}
+TABLE_NAMES = {"": "Localizable", "ui::defaultGlobalLocalizedTable": "Localizable", "program.localizedTable": OWN}
 # The most characters that the window shows of a title, by the beginning of its key; it cuts longer ones.
 WINDOW = (BUNDLE.parent / "programs/dialog/dialog_window.cc").read_text()
 LIMITS = {beginning: int(re.search(rf"constexpr std::size_t {name} = (\d+);", WINDOW)[1]) for beginning, name in (
