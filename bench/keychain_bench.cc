@@ -22,15 +22,15 @@
 namespace quelto::bench {
 namespace {
 
-using platform::errSecItemNotFound;
-using platform::errSecSuccess;
+using keychain::errSecItemNotFound;
+using keychain::errSecSuccess;
 using platform::Secret;
-using platform::keychain::Attributes;
-using platform::keychain::EmbeddedKeychain;
-using platform::keychain::HowMany;
-using platform::keychain::Item;
-using platform::keychain::ItemClass;
-using platform::keychain::ItemStore;
+using keychain::Attributes;
+using keychain::EmbeddedKeychain;
+using keychain::HowMany;
+using keychain::Item;
+using keychain::ItemClass;
+using keychain::ItemStore;
 
 /// Ends the program when a benchmark has not done what it measures.
 void require(bool condition, const char* otherwise) {
@@ -106,9 +106,9 @@ Item itemOf(const Kind& kind, int number) {
 class FilledKeychain {
  public:
   FilledKeychain(const Kind& kind, int items) : store(folder_.path()) {
-    namespace embedded = platform::keychain::embedded;
+    namespace embedded = keychain::embedded;
     require(store.add(itemOf(kind, 0), kind.identity) == errSecSuccess, "the first item was not added");
-    const auto folder = platform::keychain::PrivateFolder::openOrMake(folder_.path());
+    const auto folder = keychain::PrivateFolder::openOrMake(folder_.path());
     embedded::Database database(folder.pathOf(embedded::databaseName),
                                 embedded::Deadline(std::chrono::minutes(5)));
     embedded::Transaction transaction(embedded::Transaction::Writing{database, folder});

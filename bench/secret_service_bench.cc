@@ -43,7 +43,7 @@ void add(const std::string& account) {
                                    .attributes = attributesOf(account),
                                    .secret = platform::Secret(secret)},
                                   {"account", "service"});
-  require(status == platform::errSecSuccess, "nothing was added");
+  require(status == keychain::errSecSuccess, "nothing was added");
 }
 
 void lookUp() {
@@ -51,7 +51,7 @@ void lookUp() {
   const auto status =
       store().find({.itemClass = ItemClass::genericPassword, .attributes = attributesOf("alice")},
                    ItemStore::Want::attributesAndSecret, found);
-  require(status == platform::errSecSuccess && found.secret.view() == secret, "the secret was not found");
+  require(status == keychain::errSecSuccess && found.secret.view() == secret, "the secret was not found");
 }
 
 void run(std::vector<std::string> words) {

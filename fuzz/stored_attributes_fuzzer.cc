@@ -5,7 +5,7 @@
 
 /// Whatever is read as attributes is written as the same bytes: no two forms of one item.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  namespace embedded = quelto::platform::keychain::embedded;
+  namespace embedded = quelto::keychain::embedded;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
   const auto attributes = embedded::attributesFrom(bytes);
   if (attributes && embedded::bytesOf(*attributes) != bytes) std::abort();

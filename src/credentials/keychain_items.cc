@@ -10,24 +10,24 @@
 namespace quelto::credentials {
 namespace {
 
-using platform::SecData;
-using platform::SecDictionary;
+using keychain::SecData;
+using keychain::SecDictionary;
+using keychain::SecValue;
 using platform::Secret;
-using platform::SecValue;
 
 /// Held by every account look-up from beginning to end. Never destroyed.
 constinit std::mutex secReadLock;
 
 SecDictionary firstOf(const SecPasswordStruct& match) {
   SecDictionary query = buildMatchDicton(match);
-  query.set(platform::kSecMatchLimit, platform::kSecMatchLimitOne);
+  query.set(keychain::kSecMatchLimit, keychain::kSecMatchLimitOne);
   return query;
 }
 
 /// Absent when the search fails.
 std::optional<SecValue> resultOf(const SecDictionary& query) {
   std::optional<SecValue> result;
-  return platform::SecItemCopyMatching(query, &result) == platform::errSecSuccess ? std::move(result)
+  return keychain::SecItemCopyMatching(query, &result) == keychain::errSecSuccess ? std::move(result)
                                                                                   : std::nullopt;
 }
 
@@ -39,28 +39,28 @@ std::optional<Secret> textOf(const SecValue* value) {
 }
 
 /// Null when no path leads to a program.
-platform::SecAccessRef accessList(const SecItemAddition& addition) {
-  std::vector<platform::SecTrustedApplication> applications;
+keychain::SecAccessRef accessList(const SecItemAddition& addition) {
+  std::vector<keychain::SecTrustedApplication> applications;
   for (const std::string& path : addition.trustedAppPaths) {
-    platform::SecTrustedApplication application;
-    if (platform::SecTrustedApplicationCreateFromPath(path, application) == platform::errSecSuccess) {
+    keychain::SecTrustedApplication application;
+    if (keychain::SecTrustedApplicationCreateFromPath(path, application) == keychain::errSecSuccess) {
       applications.push_back(std::move(application));
     }
   }
-  platform::SecAccessRef access;
+  keychain::SecAccessRef access;
   // Without a list the item is better than without the item.
-  if (!applications.empty()) (void)platform::SecAccessCreate(addition.accessName, applications, access);
+  if (!applications.empty()) (void)keychain::SecAccessCreate(addition.accessName, applications, access);
   return access;
 }
 
 /// What the addition calls the same item.
 SecDictionary queryFor(const SecItemAddition& addition) {
   SecDictionary query = buildMatchDicton(addition.settings);
-  query.set(platform::kSecReturnRef, platform::kCFBooleanTrue);
-  query.set(platform::kSecMatchLimit, platform::kSecMatchLimitOne);
+  query.set(keychain::kSecReturnRef, keychain::kCFBooleanTrue);
+  query.set(keychain::kSecMatchLimit, keychain::kSecMatchLimitOne);
   const bool isNote = std::holds_alternative<SecureNote>(addition.settings);
-  for (const platform::SecDictionaryKey key : addition.findIgnores) {
-    if (!isNote || key != platform::kSecAttrDescription) query.remove(key);
+  for (const keychain::SecDictionaryKey key : addition.findIgnores) {
+    if (!isNote || key != keychain::kSecAttrDescription) query.remove(key);
   }
   return query;
 }
@@ -69,7 +69,7 @@ SecDictionary queryFor(const SecItemAddition& addition) {
 
 std::optional<Secret> loadSecItemPassword(const SecPasswordStruct& match) {
   SecDictionary query = firstOf(match);
-  query.set(platform::kSecReturnData, platform::kCFBooleanTrue);
+  query.set(keychain::kSecReturnData, keychain::kCFBooleanTrue);
   const auto result = resultOf(query);
   return result ? textOf(&*result) : std::nullopt;
 }
@@ -77,13 +77,13 @@ std::optional<Secret> loadSecItemPassword(const SecPasswordStruct& match) {
 std::optional<Account> loadSecItemAccount(const SecPasswordStruct& match) {
   const std::lock_guard lock(secReadLock);
   SecDictionary query = firstOf(match);
-  query.set(platform::kSecReturnAttributes, platform::kCFBooleanTrue);
-  query.set(platform::kSecReturnData, platform::kCFBooleanTrue);
+  query.set(keychain::kSecReturnAttributes, keychain::kCFBooleanTrue);
+  query.set(keychain::kSecReturnData, keychain::kCFBooleanTrue);
   const auto result = resultOf(query);
   const auto* dictionary = result ? std::get_if<std::shared_ptr<const SecDictionary>>(&*result) : nullptr;
   if (dictionary == nullptr) return std::nullopt;
-  const auto* username = (*dictionary)->find<std::string>(platform::kSecAttrAccount);
-  auto password = textOf((*dictionary)->find(platform::kSecValueData));
+  const auto* username = (*dictionary)->find<std::string>(keychain::kSecAttrAccount);
+  auto password = textOf((*dictionary)->find(keychain::kSecValueData));
   if (username == nullptr || !password) return std::nullopt;
   return Account{.username = *username, .password = std::move(*password)};
 }
@@ -91,18 +91,18 @@ std::optional<Account> loadSecItemAccount(const SecPasswordStruct& match) {
 bool addSecItem(const SecItemAddition& addition) {
   const SecDictionary query = queryFor(addition);
   const auto data = std::make_shared<const Secret>(addition.password.copy());
-  if (platform::SecItemCopyMatching(query, nullptr) == platform::errSecSuccess) {
-    return platform::SecItemUpdate(query, {{platform::kSecValueData, data}}) == platform::errSecSuccess;
+  if (keychain::SecItemCopyMatching(query, nullptr) == keychain::errSecSuccess) {
+    return keychain::SecItemUpdate(query, {{keychain::kSecValueData, data}}) == keychain::errSecSuccess;
   }
   SecDictionary attributes = buildMatchDicton(addition.settings);
-  attributes.set(platform::kSecValueData, data);
-  if (const auto access = accessList(addition)) attributes.set(platform::kSecAttrAccess, access);
-  return platform::SecItemAdd(attributes) == platform::errSecSuccess;
+  attributes.set(keychain::kSecValueData, data);
+  if (const auto access = accessList(addition)) attributes.set(keychain::kSecAttrAccess, access);
+  return keychain::SecItemAdd(attributes) == keychain::errSecSuccess;
 }
 
 void deleteSecItem(const SecPasswordStruct& match) {
   const SecDictionary query = firstOf(match);
-  while (platform::SecItemDelete(query) == platform::errSecSuccess) {
+  while (keychain::SecItemDelete(query) == keychain::errSecSuccess) {
   }
 }
 

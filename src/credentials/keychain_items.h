@@ -34,7 +34,7 @@ struct SecItemAddition {
   std::vector<std::string> trustedAppPaths;
   /// Attributes in which a stored item may differ from `settings` and still be the same. The description of a
   /// secure note is never one.
-  std::vector<platform::SecDictionaryKey> findIgnores;
+  std::vector<keychain::SecDictionaryKey> findIgnores;
 };
 
 /// Replaces the secret of the item that is there, and nothing else of it, or adds a new one. Whether it was

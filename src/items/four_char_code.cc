@@ -6,7 +6,7 @@
 #include "platform/text/utf8.h"
 #include "util/strings.h"
 
-namespace quelto::credentials {
+namespace quelto::items {
 namespace {
 
 using FourBytes = std::array<std::uint8_t, 4>;
@@ -64,4 +64,4 @@ std::string fourCharString(SecAuthenticationType secAuthType) {
   return textOf(reversed(bigEndian(static_cast<std::uint32_t>(secAuthType))));
 }
 
-}  // namespace quelto::credentials
+}  // namespace quelto::items

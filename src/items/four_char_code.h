@@ -7,7 +7,7 @@
 
 /// Protocols and authentication types have codes of four bytes, which are written as four characters. The two
 /// pack them in opposite orders. 0 means no code. All functions are thread-safe.
-namespace quelto::credentials {
+namespace quelto::items {
 
 /// "ssh " is 0x73736820: the first character is the highest byte.
 enum class SecProtocolType : std::uint32_t {};
@@ -25,4 +25,4 @@ enum class SecAuthenticationType : std::uint32_t {};
 [[nodiscard]] std::string fourCharString(SecProtocolType secProtocol);
 [[nodiscard]] std::string fourCharString(SecAuthenticationType secAuthType);
 
-}  // namespace quelto::credentials
+}  // namespace quelto::items

@@ -2,11 +2,11 @@
 
 #include <initializer_list>
 
-namespace quelto::credentials {
+namespace quelto::items {
 namespace {
 
-using platform::SecDictionary;
-using platform::SecDictionaryKey;
+using keychain::SecDictionary;
+using keychain::SecDictionaryKey;
 using OptionalText = std::optional<std::string>;
 
 struct TextField {
@@ -67,39 +67,39 @@ ItemEntry entry(const SecureNote& item) {
 }  // namespace
 
 SecDictionary GeneralPassword::buildMatchDicton() const {
-  SecDictionary match{{platform::kSecClass, platform::kSecClassGenericPassword}};
-  addPresent(match, {{platform::kSecAttrAccount, account},
-                     {platform::kSecAttrService, service},
-                     {platform::kSecAttrGeneric, generic},
-                     {platform::kSecAttrLabel, label},
-                     {platform::kSecAttrDescription, description},
-                     {platform::kSecAttrComment, comment}});
+  SecDictionary match{{keychain::kSecClass, keychain::kSecClassGenericPassword}};
+  addPresent(match, {{keychain::kSecAttrAccount, account},
+                     {keychain::kSecAttrService, service},
+                     {keychain::kSecAttrGeneric, generic},
+                     {keychain::kSecAttrLabel, label},
+                     {keychain::kSecAttrDescription, description},
+                     {keychain::kSecAttrComment, comment}});
   return match;
 }
 
 SecDictionary InternetPassword::buildMatchDicton() const {
-  SecDictionary match{{platform::kSecClass, platform::kSecClassInternetPassword}};
-  addPresent(match, {{platform::kSecAttrAccount, account}, {platform::kSecAttrServer, server}});
-  if (port) match.set(platform::kSecAttrPort, std::int64_t{*port});
-  addCode(match, platform::kSecAttrProtocol, scheme);
-  addPresent(match, {{platform::kSecAttrPath, path},
-                     {platform::kSecAttrLabel, label},
-                     {platform::kSecAttrComment, comment},
-                     {platform::kSecAttrDescription, description},
-                     {platform::kSecAttrSecurityDomain, domain}});
-  addCode(match, platform::kSecAttrAuthenticationType, auth);
+  SecDictionary match{{keychain::kSecClass, keychain::kSecClassInternetPassword}};
+  addPresent(match, {{keychain::kSecAttrAccount, account}, {keychain::kSecAttrServer, server}});
+  if (port) match.set(keychain::kSecAttrPort, std::int64_t{*port});
+  addCode(match, keychain::kSecAttrProtocol, scheme);
+  addPresent(match, {{keychain::kSecAttrPath, path},
+                     {keychain::kSecAttrLabel, label},
+                     {keychain::kSecAttrComment, comment},
+                     {keychain::kSecAttrDescription, description},
+                     {keychain::kSecAttrSecurityDomain, domain}});
+  addCode(match, keychain::kSecAttrAuthenticationType, auth);
   return match;
 }
 
 SecDictionary SecureNote::buildMatchDicton() const {
-  SecDictionary match{{platform::kSecClass, platform::kSecClassGenericPassword}};
-  addPresent(match, {{platform::kSecAttrService, name},
-                     {platform::kSecAttrAccount, account},
-                     {platform::kSecAttrLabel, label},
-                     {platform::kSecAttrComment, comment}});
-  match.set(platform::kSecAttrType, type);
-  match.set(platform::kSecAttrDescription, std::string(description));
-  addPresent(match, {{platform::kSecAttrGeneric, generic}});
+  SecDictionary match{{keychain::kSecClass, keychain::kSecClassGenericPassword}};
+  addPresent(match, {{keychain::kSecAttrService, name},
+                     {keychain::kSecAttrAccount, account},
+                     {keychain::kSecAttrLabel, label},
+                     {keychain::kSecAttrComment, comment}});
+  match.set(keychain::kSecAttrType, type);
+  match.set(keychain::kSecAttrDescription, std::string(description));
+  addPresent(match, {{keychain::kSecAttrGeneric, generic}});
   return match;
 }
 
@@ -111,4 +111,4 @@ ItemEntry entryOf(const SecPasswordStruct& record) {
   return std::visit([](const auto& item) { return entry(item); }, record);
 }
 
-}  // namespace quelto::credentials
+}  // namespace quelto::items

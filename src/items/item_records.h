@@ -13,7 +13,7 @@
 
 /// What is known of an item, without its secret. A field that is absent is not part of the item, nor of a
 /// search for it.
-namespace quelto::credentials {
+namespace quelto::items {
 
 struct GeneralPassword {
   std::optional<std::string> account;
@@ -23,7 +23,7 @@ struct GeneralPassword {
   std::optional<std::string> description;
   std::optional<std::string> comment;
 
-  [[nodiscard]] platform::SecDictionary buildMatchDicton() const;
+  [[nodiscard]] keychain::SecDictionary buildMatchDicton() const;
 };
 
 struct InternetPassword {
@@ -39,7 +39,7 @@ struct InternetPassword {
   std::optional<std::string> description;
   std::optional<std::string> comment;
 
-  [[nodiscard]] platform::SecDictionary buildMatchDicton() const;
+  [[nodiscard]] keychain::SecDictionary buildMatchDicton() const;
 };
 
 /// A generic password with a type and a description of its own.
@@ -54,17 +54,17 @@ struct SecureNote {
   static constexpr std::int64_t type = 0x6E6F7465;
   static constexpr std::string_view description = "secure note";
 
-  [[nodiscard]] platform::SecDictionary buildMatchDicton() const;
+  [[nodiscard]] keychain::SecDictionary buildMatchDicton() const;
 };
 
 using SecPasswordStruct = std::variant<GeneralPassword, InternetPassword, SecureNote>;
 
 /// The query for the items that have all of the record's fields. Thread-safe.
-[[nodiscard]] platform::SecDictionary buildMatchDicton(const SecPasswordStruct& record);
+[[nodiscard]] keychain::SecDictionary buildMatchDicton(const SecPasswordStruct& record);
 
 /// An item's section in the password file, up to its password and times: its keys, in the order in which they
 /// are written, with the record's fields; an absent one is the empty text. Thread-safe.
 using ItemEntry = std::vector<std::pair<std::string_view, std::string>>;
 [[nodiscard]] ItemEntry entryOf(const SecPasswordStruct& record);
 
-}  // namespace quelto::credentials
+}  // namespace quelto::items

@@ -6,7 +6,7 @@
 #include "ui/text_format.h"
 #include "util/paths.h"
 
-namespace quelto::credentials {
+namespace quelto::items {
 
 const std::string& appTitle() {
   // Never destroyed: a worker may still read it when the process leaves.
@@ -22,4 +22,4 @@ const std::string& keychainPrefix() {
   return *prefix;
 }
 
-}  // namespace quelto::credentials
+}  // namespace quelto::items

@@ -4,7 +4,7 @@
 
 /// Texts that name this program in the items that it keeps. Each is made on first use, in the language of
 /// that moment, and stays for the life of the process. Thread-safe.
-namespace quelto::credentials {
+namespace quelto::items {
 
 /// The program's title.
 [[nodiscard]] const std::string& appTitle();
@@ -12,4 +12,4 @@ namespace quelto::credentials {
 /// What the label of every item begins with.
 [[nodiscard]] const std::string& keychainPrefix();
 
-}  // namespace quelto::credentials
+}  // namespace quelto::items

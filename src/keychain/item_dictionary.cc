@@ -5,7 +5,7 @@
 #include <charconv>
 #include <span>
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 constexpr std::array keyTypes{kSecAttrKeyTypeRSA};
@@ -125,7 +125,7 @@ std::optional<SecValue> valueOf(const AttributeRow& row, const std::string& text
       if (text == "true" || text == "false") return text == "true";
       break;
     case ValueType::bytes:
-      return std::make_shared<const Secret>(text);
+      return std::make_shared<const platform::Secret>(text);
     case ValueType::constant: {
       const auto constant = std::ranges::find(row.constants, text, &SecConstant::name);
       if (constant != row.constants.end()) return *constant;
@@ -156,7 +156,7 @@ bool takeControl(const SecDictionary::Entry& entry, ItemQuery& query) {
   const auto& [name, value] = entry;
   if (name == kSecClass) return true;
   if (name == kSecMatchLimit) {
-    query.howMany = HowMany::first;
+    query.isLimitedToOne = true;
     const auto* limit = std::get_if<SecConstant>(&value);
     return limit != nullptr && *limit == kSecMatchLimitOne;
   }
@@ -180,7 +180,7 @@ bool takeAccess(const SecValue& value, Attributes& attributes) {
 }
 
 /// Absent unless the value is data.
-std::optional<Secret> dataOf(const SecValue& value) {
+std::optional<platform::Secret> dataOf(const SecValue& value) {
   const auto* data = std::get_if<SecData>(&value);
   if (data == nullptr || *data == nullptr) return std::nullopt;
   return (*data)->copy();
@@ -231,7 +231,7 @@ std::optional<Item> newItemOf(const SecDictionary& dictionary) {
   return item;
 }
 
-std::optional<Secret> newDataOf(const SecDictionary& changes) {
+std::optional<platform::Secret> newDataOf(const SecDictionary& changes) {
   const auto* value = changes.find(kSecValueData);
   if (value == nullptr || changes.size() != 1) return std::nullopt;
   return dataOf(*value);
@@ -260,16 +260,6 @@ std::optional<NewKeyPair> newKeyPairOf(const SecDictionary& dictionary) {
   return isWhole ? std::optional(std::move(pair)) : std::nullopt;
 }
 
-const std::vector<std::string>& identityOf(ItemClass itemClass) {
-  using Names = std::vector<std::string>;
-  static const auto* const names = new std::array{
-      Names{"account", "service", "generic", "type"},
-      Names{"account", "server", "port", "protocol", "path", "authtype", "domain"},
-      Names{"tag", "keyclass", "keytype", "bits"},
-  };
-  return names->at(static_cast<std::size_t>(itemClass));
-}
-
 SecDictionary dictionaryOf(const Item& item) {
   const auto classRow = std::ranges::find(classRows, item.itemClass, &ClassRow::itemClass);
   SecDictionary dictionary{{kSecClass, classRow->constant}};
@@ -281,4 +271,4 @@ SecDictionary dictionaryOf(const Item& item) {
   return dictionary;
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace quelto::platform {
+namespace quelto::keychain {
 
 /// The result of a keychain call. 0 is success; the numbers are fixed, since callers compare and keep them.
 using OSStatus = std::int32_t;
@@ -21,4 +21,4 @@ inline constexpr OSStatus errSecItemNotFound = -25300;
 /// The store is locked and the person is not asked, or did not unlock it.
 inline constexpr OSStatus errSecInteractionNotAllowed = -25308;
 
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

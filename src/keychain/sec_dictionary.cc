@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace quelto::platform {
+namespace quelto::keychain {
 
 void SecDictionary::set(SecDictionaryKey key, SecValue value) {
   const auto entry = std::ranges::find(entries_, key, &Entry::first);
@@ -22,4 +22,4 @@ const SecValue* SecDictionary::find(SecDictionaryKey key) const {
   return entry != entries_.end() ? &entry->second : nullptr;
 }
 
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

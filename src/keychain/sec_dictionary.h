@@ -11,19 +11,18 @@
 #include "platform/secrets/secret.h"
 
 /// The dictionaries that describe keychain items, in queries, additions and results.
-namespace quelto::platform {
+namespace quelto::keychain {
 
 /// A key of a dictionary.
 using SecDictionaryKey = std::string_view;
 
-/// A value that is one of the keychain's own constants.
+/// A value that is one of the keychain's constants.
 struct SecConstant {
   std::string_view name;
   friend bool operator==(const SecConstant&, const SecConstant&) = default;
 };
 
-/// The name and the paths that an item's access list has. Kept with the item; nothing on this system enforces
-/// it.
+/// The name and the paths of an item's access list. Kept with the item; nothing on this system enforces it.
 struct SecAccess {
   std::string descriptor;
   std::vector<std::string> applicationPaths;
@@ -32,18 +31,12 @@ struct SecAccess {
 class SecDictionary;
 class SecKey;
 
-/// Refers to a password item without its data.
-struct SecItemReference {
-  std::shared_ptr<const SecDictionary> attributes;
-  friend bool operator==(const SecItemReference&, const SecItemReference&) = default;
-};
-
-using SecData = std::shared_ptr<const Secret>;
+using SecData = std::shared_ptr<const platform::Secret>;
 using SecAccessRef = std::shared_ptr<const SecAccess>;
 using SecKeyRef = std::shared_ptr<const SecKey>;
 
 using SecValue = std::variant<std::string, std::int64_t, bool, SecConstant, SecData, SecAccessRef, SecKeyRef,
-                              SecItemReference, std::shared_ptr<const SecDictionary>>;
+                              std::shared_ptr<const SecDictionary>>;
 
 /// Typed values by key, in the order in which the keys were first set.
 class SecDictionary {
@@ -125,4 +118,4 @@ inline constexpr SecConstant kSecMatchLimitOne{"one"};
 inline constexpr bool kCFBooleanTrue = true;
 inline constexpr bool kCFBooleanFalse = false;
 
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

@@ -3,97 +3,96 @@
 #include <utility>
 
 #include "keychain/item_dictionary.h"
-#include "keychain/keychain_choice.h"
+#include "keychain/item_place.h"
 #include "keychain/sec_key.h"
 #include "platform/files/path_status.h"
 #include "platform/secrets/core_dumps.h"
 
-namespace quelto::platform {
+namespace quelto::keychain {
 namespace {
 
-using keychain::Item;
-using keychain::ItemClass;
-using keychain::ItemQuery;
-using keychain::ItemStore;
+using Result = std::optional<SecValue>;
 
-/// Runs the work on the place that keeps the items.
-template <typename Work>
-OSStatus onStore(const Work& work) {
-  const keychain::ChosenStore chosen = keychain::chosenStore();
-  return chosen.status == errSecSuccess ? work(*chosen.store) : chosen.status;
+/// Whether a result of the kind that the query asks for exists: keys are handed out as references alone,
+/// passwords as data and attributes alone. Without a result any query is good.
+bool isAnswerable(const ItemQuery& query, const Result* result) {
+  if (query.match.itemClass == ItemClass::key) return !query.returnsData && !query.returnsAttributes;
+  return result == nullptr || !query.returnsReference;
 }
 
-/// Keys are handed out as references alone, passwords in any way.
-bool isAnswerable(const ItemQuery& query) {
-  return query.match.itemClass != ItemClass::key || (!query.returnsData && !query.returnsAttributes);
-}
-
-OSStatus passwordResult(const ItemQuery& query, Item item, std::optional<SecValue>& result) {
-  const auto attributes = [&item] { return std::make_shared<SecDictionary>(keychain::dictionaryOf(item)); };
+void setPasswordResult(const ItemQuery& query, Item item, Result& result) {
   if (query.returnsAttributes) {
-    const auto dictionary = attributes();
+    const auto dictionary = std::make_shared<SecDictionary>(dictionaryOf(item));
     if (query.returnsData)
-      dictionary->set(kSecValueData, std::make_shared<const Secret>(std::move(item.secret)));
+      dictionary->set(kSecValueData, std::make_shared<const platform::Secret>(std::move(item.secret)));
     result = std::shared_ptr<const SecDictionary>(dictionary);
   } else if (query.returnsData) {
-    result = std::make_shared<const Secret>(std::move(item.secret));
-  } else if (query.returnsReference) {
-    result = SecItemReference{.attributes = attributes()};
+    result = std::make_shared<const platform::Secret>(std::move(item.secret));
   }
-  return errSecSuccess;
 }
 
-OSStatus keyResult(const Item& item, std::optional<SecValue>& result) {
-  const auto keyClass = item.attributes.find(kSecAttrKeyClass);
-  SecKeyRef key =
-      keyClass != item.attributes.end() ? keychain::keyOf(keyClass->second, item.secret) : nullptr;
-  if (key == nullptr) return errSecIO;
-  result = std::move(key);
-  return errSecSuccess;
-}
-
-OSStatus find(ItemStore& store, const ItemQuery& query, std::optional<SecValue>* result) {
-  const bool isKey = query.match.itemClass == ItemClass::key;
-  const bool needsSecret = result != nullptr && (query.returnsData || (isKey && query.returnsReference));
-  std::optional<keychain::CoreDumpsOff> whileItIsRead;
-  if (isKey && needsSecret) whileItIsRead.emplace();
+OSStatus findPassword(ItemStore& store, const ItemQuery& query, Result* result) {
+  const bool needsSecret = result != nullptr && query.returnsData;
   Item item;
   const OSStatus status = store.find(
       query.match, needsSecret ? ItemStore::Want::attributesAndSecret : ItemStore::Want::attributes, item);
-  if (status != errSecSuccess || result == nullptr) return status;
-  if (!isKey) return passwordResult(query, std::move(item), *result);
-  return query.returnsReference ? keyResult(item, *result) : errSecSuccess;
+  if (status == errSecSuccess && result != nullptr) setPasswordResult(query, std::move(item), *result);
+  return status;
+}
+
+OSStatus findKey(ItemStore& store, const ItemQuery& query, Result* result) {
+  Item item;
+  if (result == nullptr || !query.returnsReference)
+    return store.find(query.match, ItemStore::Want::attributes, item);
+  const platform::CoreDumpsOff whileItIsRead;
+  const OSStatus status = store.find(query.match, ItemStore::Want::attributesAndSecret, item);
+  if (status != errSecSuccess) return status;
+  const bool isPrivate = valueOrEmpty(item.attributes, kSecAttrKeyClass) == kSecAttrKeyClassPrivate.name;
+  SecKeyRef key = SecKey::open(isPrivate ? SecKey::Half::privateKey : SecKey::Half::publicKey, item.secret);
+  if (key == nullptr) return errSecIO;
+  *result = std::move(key);
+  return errSecSuccess;
 }
 
 }  // namespace
 
 OSStatus SecItemCopyMatching(const SecDictionary& query, std::optional<SecValue>* result) {
   if (result != nullptr) result->reset();
-  const auto asked = keychain::queryOf(query);
-  if (!asked || !isAnswerable(*asked)) return errSecParam;
-  return onStore([&](ItemStore& store) { return find(store, *asked, result); });
+  const auto asked = queryOf(query);
+  if (!asked || !isAnswerable(*asked, result)) return errSecParam;
+  const PlacedStore placed = settledStore();
+  if (placed.store == nullptr) return placed.status;
+  const auto find = asked->match.itemClass == ItemClass::key ? findKey : findPassword;
+  return find(*placed.store, *asked, result);
 }
 
 OSStatus SecItemAdd(const SecDictionary& attributes) {
-  const auto item = keychain::newItemOf(attributes);
-  return item ? keychain::addToChosenStore({&*item, 1}) : errSecParam;
+  const auto item = newItemOf(attributes);
+  if (!item) return errSecParam;
+  const PlacedStore placed = storeForAdding();
+  return placed.store != nullptr ? placed.store->add({&*item, 1}) : placed.status;
 }
 
 OSStatus SecItemUpdate(const SecDictionary& query, const SecDictionary& changes) {
-  const auto asked = keychain::queryOf(query);
-  const auto data = keychain::newDataOf(changes);
-  if (!asked || asked->match.itemClass == ItemClass::key || !data) return errSecParam;
-  return onStore([&](ItemStore& store) { return store.updateSecret(asked->match, asked->howMany, *data); });
+  const auto asked = queryOf(query);
+  const auto data = newDataOf(changes);
+  const bool isComplete = asked && asked->isLimitedToOne && data;
+  if (!isComplete || asked->match.itemClass == ItemClass::key) return errSecParam;
+  const PlacedStore placed = settledStore();
+  return placed.store != nullptr ? placed.store->updateSecret(asked->match, *data) : placed.status;
 }
 
 OSStatus SecItemDelete(const SecDictionary& query) {
-  const auto asked = keychain::queryOf(query);
-  if (!asked) return errSecParam;
-  return onStore([&](ItemStore& store) { return store.remove(asked->match, asked->howMany); });
+  const auto asked = queryOf(query);
+  if (!asked || !asked->isLimitedToOne) return errSecParam;
+  const PlacedStore placed = settledStore();
+  if (placed.store == nullptr) return placed.status;
+  if (asked->match.itemClass == ItemClass::key && !canUseKeys()) return errSecNotAvailable;
+  return placed.store->remove(asked->match);
 }
 
 OSStatus SecTrustedApplicationCreateFromPath(const std::string& path, SecTrustedApplication& application) {
-  if (!pathKind(path)) return errSecParam;
+  if (!platform::pathKind(path)) return errSecParam;
   application.path = path;
   return errSecSuccess;
 }
@@ -108,4 +107,4 @@ OSStatus SecAccessCreate(const std::string& descriptor, const std::vector<SecTru
   return errSecSuccess;
 }
 
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

@@ -7,17 +7,18 @@
 #include "keychain/os_status.h"
 #include "keychain/sec_dictionary.h"
 
-/// The user's keychain: items found, added, changed and deleted by dictionaries. Which place keeps the items
-/// is decided in keychain_choice.h; a place that was chosen before and cannot be reached answers
-/// `errSecNotAvailable`, a locked one `errSecInteractionNotAllowed`, and neither ever `errSecItemNotFound`.
-/// Every call ends within five seconds; an addition that settles the place and fails looks once more what was
-/// kept, which may take another four. A dictionary with a key that the call does not know, a value of the
-/// wrong type, or without a class is answered with `errSecParam`. Thread-safe.
-namespace quelto::platform {
+/// The user's keychain: items found, added, changed and deleted by dictionaries. Where they are kept is
+/// decided in item_place.h. A settled place that cannot be reached answers `errSecNotAvailable`, a locked one
+/// `errSecInteractionNotAllowed`, and neither ever `errSecItemNotFound`. Before anything was ever saved,
+/// find, update and delete answer `errSecItemNotFound` at once. Every call ends within five seconds; the very
+/// first addition, for which a place is settled, within nine. A dictionary with a key that the call does not
+/// know, a value of the wrong type, or without a class is answered with `errSecParam`. Thread-safe.
+namespace quelto::keychain {
 
 /// Finds the first (oldest) item that equals the query in all its attributes. The result, when it is asked
-/// for, is the data (`kSecReturnData`), a dictionary of the attributes (`kSecReturnAttributes`; with the data
-/// in it when both are asked for), or a reference (`kSecReturnRef`: a `SecKeyRef` for a key).
+/// for, is of a password item the data (`kSecReturnData`) or a dictionary of the attributes
+/// (`kSecReturnAttributes`; with the data in it when both are asked for), of a key a `SecKeyRef`
+/// (`kSecReturnRef`).
 [[nodiscard]] OSStatus SecItemCopyMatching(const SecDictionary& query, std::optional<SecValue>* result);
 
 /// Adds a password item with `kSecValueData` as its data. `errSecDuplicateItem` when there is one of the same
@@ -25,15 +26,15 @@ namespace quelto::platform {
 /// port, protocol, path, authentication type and domain.
 [[nodiscard]] OSStatus SecItemAdd(const SecDictionary& attributes);
 
-/// Replaces the data of the items that the query means by that of `changes`, which may hold nothing else;
-/// with `kSecMatchLimitOne` of the first one only.
+/// Replaces the data of the first item that the query means by that of `changes`, which may hold nothing
+/// else. The query must say `kSecMatchLimitOne`.
 [[nodiscard]] OSStatus SecItemUpdate(const SecDictionary& query, const SecDictionary& changes);
 
-/// Deletes the items that the query means, with `kSecMatchLimitOne` the first one only. Success means that at
-/// least one has gone.
+/// Deletes the first item that the query means. The query must say `kSecMatchLimitOne`. A key is deleted only
+/// where a new one could be made: `errSecNotAvailable` without the RSA module.
 [[nodiscard]] OSStatus SecItemDelete(const SecDictionary& query);
 
-/// A program that an access list names; made from the path of a file that exists.
+/// A program that an access list names; made from the path of a file that exists, else `errSecParam`.
 struct SecTrustedApplication {
   std::string path;
 };
@@ -44,4 +45,4 @@ struct SecTrustedApplication {
                                        const std::vector<SecTrustedApplication>& trustedList,
                                        SecAccessRef& access);
 
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

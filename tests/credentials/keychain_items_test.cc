@@ -15,14 +15,14 @@
 namespace quelto::credentials {
 namespace {
 
-using platform::SecDictionary;
+using keychain::SecDictionary;
 using platform::Secret;
 using std::chrono::seconds;
 using test::Session;
 using test::User;
 
-const std::vector<platform::SecDictionaryKey> textsOfItems{platform::kSecAttrLabel, platform::kSecAttrComment,
-                                                           platform::kSecAttrDescription};
+const std::vector<keychain::SecDictionaryKey> textsOfItems{keychain::kSecAttrLabel, keychain::kSecAttrComment,
+                                                           keychain::kSecAttrDescription};
 
 bool add(SecPasswordStruct settings, std::string_view password, std::vector<std::string> paths = {}) {
   return addSecItem({.settings = std::move(settings),
@@ -38,13 +38,13 @@ std::string passwordOf(const SecPasswordStruct& match) {
 }
 
 /// What is stored of the first match, its access list included.
-platform::keychain::Attributes storedAttributes(platform::keychain::ItemClass itemClass) {
-  using platform::keychain::ItemStore;
-  platform::keychain::Item item;
-  const auto chosen = platform::keychain::chosenStore();
-  EXPECT_EQ(chosen.status, platform::errSecSuccess);
+keychain::Attributes storedAttributes(keychain::ItemClass itemClass) {
+  using keychain::ItemStore;
+  keychain::Item item;
+  const auto chosen = keychain::chosenStore();
+  EXPECT_EQ(chosen.status, keychain::errSecSuccess);
   EXPECT_EQ(chosen.store->find({.itemClass = itemClass, .attributes = {}}, ItemStore::Want::attributes, item),
-            platform::errSecSuccess);
+            keychain::errSecSuccess);
   return item.attributes;
 }
 
@@ -66,7 +66,7 @@ TEST_P(KeychainItems, UpdateChangesTheSecretAlone) {
   EXPECT_EQ(passwordOf(match), "ben");
   EXPECT_EQ(passwordOf(first), "ben");
   EXPECT_EQ(passwordOf(second), "(absent)");
-  EXPECT_EQ(storedAttributes(platform::keychain::ItemClass::genericPassword).at("label"), "first label");
+  EXPECT_EQ(storedAttributes(keychain::ItemClass::genericPassword).at("label"), "first label");
 }
 
 TEST_P(KeychainItems, LabelThatIsNotIgnoredMakesAnotherItem) {
@@ -84,10 +84,10 @@ TEST_P(KeychainItems, LabelThatIsNotIgnoredMakesAnotherItem) {
 
 TEST_P(KeychainItems, NotesAreFoundByTheirDescription) {
   SecDictionary otherDescription = SecureNote{.account = "h", .name = "ssh"}.buildMatchDicton();
-  otherDescription.set(platform::kSecAttrDescription, std::string("not a note"));
-  otherDescription.set(platform::kSecAttrGeneric, std::string("group"));
-  otherDescription.set(platform::kSecValueData, std::make_shared<const Secret>("other"));
-  ASSERT_EQ(platform::SecItemAdd(otherDescription), platform::errSecSuccess);
+  otherDescription.set(keychain::kSecAttrDescription, std::string("not a note"));
+  otherDescription.set(keychain::kSecAttrGeneric, std::string("group"));
+  otherDescription.set(keychain::kSecValueData, std::make_shared<const Secret>("other"));
+  ASSERT_EQ(keychain::SecItemAdd(otherDescription), keychain::errSecSuccess);
   const SecureNote note{.account = "h", .name = "ssh"};
   EXPECT_EQ(passwordOf(note), "(absent)");
   ASSERT_TRUE(add(note, "ann"));
@@ -127,13 +127,13 @@ TEST_P(KeychainItems, EveryMatchIsDeleted) {
 TEST_P(KeychainItems, AccessListNamesTheProgramsThatExist) {
   ASSERT_TRUE(add(InternetPassword{.server = "h"}, "x",
                   {"/nowhere", "/bin/sh", std::string("/bin\0/sh", 8), "/usr/bin/env"}));
-  const auto listed = storedAttributes(platform::keychain::ItemClass::internetPassword);
+  const auto listed = storedAttributes(keychain::ItemClass::internetPassword);
   EXPECT_EQ(listed.at("access_name"), "Quelto Keychain item");
   EXPECT_EQ(listed.at("access_path_1"), "/bin/sh");
   EXPECT_EQ(listed.at("access_path_2"), "/usr/bin/env");
   EXPECT_FALSE(listed.contains("access_path_3"));
   ASSERT_TRUE(add(SecureNote{.account = "h"}, "x", {"/nowhere"}));
-  EXPECT_FALSE(storedAttributes(platform::keychain::ItemClass::genericPassword).contains("access_name"));
+  EXPECT_FALSE(storedAttributes(keychain::ItemClass::genericPassword).contains("access_name"));
 }
 
 TEST_P(KeychainItems, AnyTextComesBack) {

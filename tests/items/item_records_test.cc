@@ -5,10 +5,10 @@
 
 #include "items/item_texts.h"
 
-namespace quelto::credentials {
+namespace quelto::items {
 namespace {
 
-using platform::SecConstant;
+using keychain::SecConstant;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::Pair;
@@ -111,4 +111,4 @@ TEST(ItemTexts, NameTheProgram) {
 }
 
 }  // namespace
-}  // namespace quelto::credentials
+}  // namespace quelto::items

@@ -20,7 +20,7 @@ const std::vector<std::string> genericIdentity{"account", "service", "generic", 
 const std::string notFound = "status " + std::to_string(errSecItemNotFound);
 
 Item item(ItemClass itemClass, Attributes attributes, std::string_view secret) {
-  return {.itemClass = itemClass, .attributes = std::move(attributes), .secret = Secret(secret)};
+  return {.itemClass = itemClass, .attributes = std::move(attributes), .secret = platform::Secret(secret)};
 }
 
 }  // namespace
@@ -137,7 +137,7 @@ TEST_P(ItemStoreContract, RefusesASecondItemOfTheSameIdentity) {
 }
 
 TEST_P(ItemStoreContract, UpdatesTheSecretAndNothingElse) {
-  const Secret secret("new");
+  const platform::Secret secret("new");
   EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, secret), errSecItemNotFound);
   for (const char* service : {"1", "2", "3"}) {
     ASSERT_EQ(store().add(item(generic, {{"account", "a"}, {"service", service}, {"label", "L"}}, service),
@@ -153,7 +153,7 @@ TEST_P(ItemStoreContract, UpdatesTheSecretAndNothingElse) {
   EXPECT_EQ(store().updateSecret({generic, {{"account", "b"}}}, HowMany::all, secret), errSecItemNotFound);
   EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::first, secret), errSecSuccess);
   EXPECT_EQ(secrets(), "new 2 3 ");
-  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, Secret("")), errSecSuccess);
+  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, platform::Secret("")), errSecSuccess);
   EXPECT_EQ(secrets(), "   ");
   Item found;
   ASSERT_EQ(store().find({generic, {{"service", "1"}}}, Want::attributes, found), errSecSuccess);

@@ -22,7 +22,7 @@ class StoreUnderTest {
   StoreUnderTest(const StoreUnderTest&) = delete;
   StoreUnderTest& operator=(const StoreUnderTest&) = delete;
 
-  [[nodiscard]] virtual platform::keychain::ItemStore& store() = 0;
+  [[nodiscard]] virtual keychain::ItemStore& store() = 0;
 };
 
 struct StoreKind {
@@ -33,10 +33,10 @@ inline std::ostream& operator<<(std::ostream& out, const StoreKind& kind) { retu
 
 class ItemStoreContract : public testing::TestWithParam<StoreKind> {
  protected:
-  [[nodiscard]] platform::keychain::ItemStore& store() { return underTest_->store(); }
+  [[nodiscard]] keychain::ItemStore& store() { return underTest_->store(); }
 
   /// The first match's secret, or "status " and the number.
-  [[nodiscard]] std::string secretOf(const platform::keychain::ItemMatch& match);
+  [[nodiscard]] std::string secretOf(const keychain::ItemMatch& match);
 
  private:
   std::unique_ptr<StoreUnderTest> underTest_ = GetParam().make();

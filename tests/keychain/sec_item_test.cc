@@ -13,14 +13,14 @@
 
 #include "tests/support/sessions.h"
 
-namespace quelto::platform {
+namespace quelto::keychain {
 namespace {
 
 using test::Session;
 using test::User;
 using Entry = SecDictionary::Entry;
 
-SecData data(std::string_view bytes) { return std::make_shared<const Secret>(bytes); }
+SecData data(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
 
 const Entry generic{kSecClass, kSecClassGenericPassword};
 const Entry internet{kSecClass, kSecClassInternetPassword};
@@ -333,4 +333,4 @@ TEST(KeychainChoice, DistrustsWhatOthersMayHaveWritten) {
 }
 
 }  // namespace
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

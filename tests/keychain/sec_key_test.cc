@@ -11,7 +11,7 @@
 #include "keychain/sec_item.h"
 #include "tests/support/sessions.h"
 
-namespace quelto::platform {
+namespace quelto::keychain {
 namespace {
 
 using test::Session;
@@ -20,7 +20,7 @@ using DictionaryRef = std::shared_ptr<const SecDictionary>;
 
 const SecDictionary::Entry ofKeys{kSecClass, kSecClassKey};
 
-SecData tag(std::string_view text) { return std::make_shared<const Secret>(text); }
+SecData tag(std::string_view text) { return std::make_shared<const platform::Secret>(text); }
 
 DictionaryRef half(SecConstant keyClass, std::string_view tagText, bool isPermanent = true) {
   return std::make_shared<const SecDictionary>(SecDictionary{{kSecAttrIsPermanent, isPermanent},
@@ -171,4 +171,4 @@ TEST(SecKeyCreation, RefusesWhatItCannotMake) {
 }
 
 }  // namespace
-}  // namespace quelto::platform
+}  // namespace quelto::keychain

@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <limits>
 
-#include "keychain/failure.h"
+#include "keychain/embedded/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 constexpr std::size_t lengthSize = 4;
@@ -74,4 +74,4 @@ std::string_view valueOrEmpty(const Attributes& attributes, std::string_view nam
   return found != attributes.end() ? std::string_view(found->second) : std::string_view();
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

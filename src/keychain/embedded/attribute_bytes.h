@@ -6,7 +6,7 @@
 
 #include "keychain/item_store.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 /// Attributes as bytes: for each, in the order of the names, the name and the value, each after its length (4
 /// bytes, big-endian). Equal attributes give equal bytes and different ones different bytes, so that a secret
@@ -23,4 +23,4 @@ namespace quelto::platform::keychain::embedded {
 /// The value, or an empty one when there is none.
 [[nodiscard]] std::string_view valueOrEmpty(const Attributes& attributes, std::string_view name);
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -2,9 +2,9 @@
 
 #include <sqlite3.h>
 
-#include "keychain/failure.h"
+#include "keychain/embedded/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 /// Virtual machine steps between two looks at the clock: some hundred microseconds.
@@ -160,4 +160,4 @@ std::string Database::image() const {
   return {reinterpret_cast<const char*>(bytes.get()), static_cast<std::size_t>(size)};
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

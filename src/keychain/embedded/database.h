@@ -15,7 +15,7 @@ struct sqlite3_stmt;
 /// SQLite with owners. Every call throws Failure: errSecNotAvailable when the file cannot be opened for
 /// writing or another process keeps it locked until the deadline, errSecParam for a value that is too large,
 /// errSecIO for everything else (damage, full disk, failing disk). One thread at a time.
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 /// One use of a prepared statement. Gives it back when destroyed, and with it the read lock that a use which
 /// did not come to its last row holds.
@@ -112,4 +112,4 @@ class Database {
   std::map<const void*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
 };
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -4,7 +4,7 @@
 
 #include <thread>
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 Deadline::Deadline(std::chrono::milliseconds limit)
     : time_(Clock::now() + limit),
@@ -16,4 +16,4 @@ bool Deadline::pause() noexcept {
   return true;
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

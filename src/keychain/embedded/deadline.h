@@ -3,7 +3,7 @@
 #include <chrono>
 #include <random>
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 /// Until when one call of the keychain may wait, and how it waits. One thread's own.
 class Deadline {
@@ -23,4 +23,4 @@ class Deadline {
   std::minstd_rand random_;
 };
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

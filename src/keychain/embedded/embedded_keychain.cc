@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "keychain/embedded/database.h"
+#include "keychain/embedded/failure.h"
 #include "keychain/embedded/item_index.h"
 #include "keychain/embedded/item_search.h"
 #include "keychain/embedded/master_key.h"
@@ -12,9 +13,8 @@
 #include "keychain/embedded/stored_item.h"
 #include "keychain/embedded/transaction.h"
 #include "keychain/embedded/writers_queue.h"
-#include "keychain/failure.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 using embedded::Database;
 using embedded::Deadline;
@@ -25,7 +25,7 @@ namespace {
 
 /// For an item that was listed under values that are not its own. When it is as it was sealed, the list was
 /// damaged and not the item, which somebody else may be looking for.
-bool listAgainWhenIntact(Database& database, const Secret& key, std::int64_t id) {
+bool listAgainWhenIntact(Database& database, const platform::Secret& key, std::int64_t id) {
   const auto item = loadItem(database, id);
   const bool isWhole = item && isIntact(database, key, *item);
   if (isWhole) listItem(database, *item);
@@ -39,11 +39,11 @@ EmbeddedKeychain::~EmbeddedKeychain() = default;
 
 /// The folder with the database in its place; absent when there has never been a keychain here. A new
 /// database comes first of all files, so one of the others without it means that the database is gone.
-std::optional<PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent whenAbsent,
-                                                          const Deadline& deadline) const {
+std::optional<platform::PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent whenAbsent,
+                                                                    const Deadline& deadline) const {
   const bool mustExist = openedFile_.has_value();
   const bool mayMake = whenAbsent == WhenAbsent::make && !mustExist;
-  auto folder = mayMake ? PrivateFolder::openOrMake(path_) : PrivateFolder::open(path_);
+  auto folder = mayMake ? platform::PrivateFolder::openOrMake(path_) : platform::PrivateFolder::open(path_);
   if (folder) {
     if (folder->file(embedded::databaseName)) return folder;
     constexpr std::array others{embedded::masterKeyName, embedded::queueName, embedded::journalName};
@@ -63,7 +63,7 @@ std::optional<PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent whenAbsent,
 }
 
 /// Opens the database, unless the one that stands in the folder is open already.
-void EmbeddedKeychain::openDatabase(const PrivateFolder& folder, const Deadline& deadline) {
+void EmbeddedKeychain::openDatabase(const platform::PrivateFolder& folder, const Deadline& deadline) {
   const auto file = folder.file(embedded::databaseName);
   if (!file) throw Failure(errSecNotAvailable);
   if (database_ && openedFile_ == file) {
@@ -82,7 +82,7 @@ OSStatus EmbeddedKeychain::withSession(WhenAbsent whenAbsent, const Work& work) 
   const Deadline deadline(callLimit);
   if (!free_.waitFor(callLimit)) return errSecNotAvailable;
   const struct Leaver {
-    Semaphore& free;
+    platform::Semaphore& free;
     ~Leaver() { free.signal(); }
   } leaver{free_};
   try {
@@ -104,11 +104,11 @@ OSStatus EmbeddedKeychain::withSession(WhenAbsent whenAbsent, const Work& work) 
 OSStatus EmbeddedKeychain::find(const ItemMatch& match, Want want, Item& found) {
   return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
     const Transaction reading(Transaction::Reading{session.database});
-    const Secret key = masterKey(session.database, session.folder);
+    const platform::Secret key = masterKey(session.database, session.folder);
     auto item = ItemSearch(session.database, match).next();
     if (!item) return errSecItemNotFound;
     // Opened in any case: attributes that were altered are not handed out either.
-    Secret secret = openSecret(session.database, key, *item);
+    platform::Secret secret = openSecret(session.database, key, *item);
     found = Item{.itemClass = item->itemClass, .attributes = std::move(item->attributes), .secret = {}};
     if (want == Want::attributesAndSecret) found.secret = std::move(secret);
     return errSecSuccess;
@@ -118,7 +118,7 @@ OSStatus EmbeddedKeychain::find(const ItemMatch& match, Want want, Item& found) 
 OSStatus EmbeddedKeychain::add(const Item& item, const std::vector<std::string>& identity) {
   return withSession(WhenAbsent::make, [&](const Session& session) {
     Transaction writing(Transaction::Writing{session.database, session.folder});
-    const Secret key = masterKey(session.database, session.folder);
+    const platform::Secret key = masterKey(session.database, session.folder);
     ItemSearch equal(session.database, {.itemClass = item.itemClass, .attributes = item.attributes},
                      identity);
     if (equal.next()) return errSecDuplicateItem;
@@ -128,10 +128,11 @@ OSStatus EmbeddedKeychain::add(const Item& item, const std::vector<std::string>&
   });
 }
 
-OSStatus EmbeddedKeychain::updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) {
+OSStatus EmbeddedKeychain::updateSecret(const ItemMatch& match, HowMany howMany,
+                                        const platform::Secret& secret) {
   return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
     Transaction writing(Transaction::Writing{session.database, session.folder});
-    const Secret key = masterKey(session.database, session.folder);
+    const platform::Secret key = masterKey(session.database, session.folder);
     ItemSearch search(session.database, match);
     bool hasChanged = false;
     while (!hasChanged || howMany == HowMany::all) {
@@ -148,7 +149,7 @@ OSStatus EmbeddedKeychain::updateSecret(const ItemMatch& match, HowMany howMany,
 OSStatus EmbeddedKeychain::remove(const ItemMatch& match, HowMany howMany) {
   return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
     Transaction writing(Transaction::Writing{session.database, session.folder});
-    const Secret key = masterKey(session.database, session.folder);
+    const platform::Secret key = masterKey(session.database, session.folder);
     ItemSearch search(session.database, match);
     bool hasGone = false;
     while (!hasGone || howMany == HowMany::all) {
@@ -164,4 +165,4 @@ OSStatus EmbeddedKeychain::remove(const ItemMatch& match, HowMany howMany) {
   });
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -9,7 +9,7 @@
 #include "platform/files/private_folder.h"
 #include "platform/threads/semaphore.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 namespace embedded {
 class Database;
@@ -46,34 +46,35 @@ class EmbeddedKeychain final : public ItemStore {
 
   [[nodiscard]] OSStatus find(const ItemMatch& match, Want want, Item& found) override;
   [[nodiscard]] OSStatus add(const Item& item, const std::vector<std::string>& identity) override;
-  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) override;
+  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, HowMany howMany,
+                                      const platform::Secret& secret) override;
   [[nodiscard]] OSStatus remove(const ItemMatch& match, HowMany howMany) override;
 
  private:
   /// What a call works with.
   struct Session {
-    const PrivateFolder& folder;
+    const platform::PrivateFolder& folder;
     embedded::Database& database;
   };
   enum class WhenAbsent { answerNotFound, make };
 
   template <typename Work>
   OSStatus withSession(WhenAbsent whenAbsent, const Work& work) noexcept;
-  [[nodiscard]] std::optional<PrivateFolder> openFolder(WhenAbsent whenAbsent,
-                                                        const embedded::Deadline& deadline) const;
-  void openDatabase(const PrivateFolder& folder, const embedded::Deadline& deadline);
+  [[nodiscard]] std::optional<platform::PrivateFolder> openFolder(WhenAbsent whenAbsent,
+                                                                  const embedded::Deadline& deadline) const;
+  void openDatabase(const platform::PrivateFolder& folder, const embedded::Deadline& deadline);
 
   const std::string path_;
   /// One call at a time; the others wait within their limit.
-  Semaphore free_{1};
+  platform::Semaphore free_{1};
   std::unique_ptr<embedded::Database> database_;
   /// The file that was opened last; a keychain that was here once is not made anew.
-  std::optional<PrivateFolder::FileIdentity> openedFile_;
+  std::optional<platform::PrivateFolder::FileIdentity> openedFile_;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain
 
 /// The module's one entry: the keychain in this folder (an absolute path), the same for each call with the
 /// same text. It lives as long as the process. Null when there is no memory. Thread-safe.
-extern "C" [[gnu::visibility("default")]] quelto::platform::keychain::ItemStore* queltoOpenEmbeddedKeychain(
+extern "C" [[gnu::visibility("default")]] quelto::keychain::ItemStore* queltoOpenEmbeddedKeychain(
     const char* folder);

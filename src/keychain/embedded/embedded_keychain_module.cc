@@ -5,7 +5,7 @@
 
 #include "keychain/embedded/embedded_keychain.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 /// Never destroyed: another thread may be in a call when the process ends.
@@ -20,13 +20,13 @@ Keychains& keychains() {
 }
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain
 
-quelto::platform::keychain::ItemStore* queltoOpenEmbeddedKeychain(const char* folder) try {
-  auto& [mutex, byFolder] = quelto::platform::keychain::keychains();
+quelto::keychain::ItemStore* queltoOpenEmbeddedKeychain(const char* folder) try {
+  auto& [mutex, byFolder] = quelto::keychain::keychains();
   const std::lock_guard lock(mutex);
   auto& keychain = byFolder[folder];
-  if (!keychain) keychain = std::make_unique<quelto::platform::keychain::EmbeddedKeychain>(folder);
+  if (!keychain) keychain = std::make_unique<quelto::keychain::EmbeddedKeychain>(folder);
   return keychain.get();
 } catch (...) {  // no exception leaves a module
   return nullptr;

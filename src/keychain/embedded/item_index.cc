@@ -6,10 +6,10 @@
 
 #include "keychain/embedded/attribute_bytes.h"
 #include "keychain/embedded/database.h"
+#include "keychain/embedded/failure.h"
 #include "keychain/embedded/stored_item.h"
-#include "keychain/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 struct Combination {
@@ -110,4 +110,4 @@ void listItem(Database& database, const StoredItem& item) {
 
 void unlistItem(Database& database, std::int64_t id) { database.run("DELETE FROM entry WHERE item = ?", id); }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -12,7 +12,7 @@
 /// There is a combination for each single name. Of several names there are those that `add` is asked to keep
 /// apart. All calls are made in a transaction (those that change something in one that writes) and throw
 /// Failure.
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 class Database;
 struct StoredItem;
@@ -40,4 +40,4 @@ void listItem(Database& database, const StoredItem& item);
 /// Takes an item off all lists, whatever has become of its row.
 void unlistItem(Database& database, std::int64_t id);
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

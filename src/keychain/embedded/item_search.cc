@@ -4,10 +4,10 @@
 
 #include "keychain/embedded/attribute_bytes.h"
 #include "keychain/embedded/database.h"
+#include "keychain/embedded/failure.h"
 #include "keychain/embedded/item_index.h"
-#include "keychain/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 ItemSearch::ItemSearch(Database& database, const ItemMatch& match) : database_(database), match_(match) {
   lists_.emplace();
@@ -88,4 +88,4 @@ bool ItemSearch::isAsListed(const StoredItem& item) const {
          });
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

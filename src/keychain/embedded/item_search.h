@@ -8,7 +8,7 @@
 #include "keychain/embedded/stored_item.h"
 #include "keychain/item_store.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 class Database;
 
@@ -55,4 +55,4 @@ class ItemSearch {
   std::int64_t from_ = 0;
 };
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -6,12 +6,12 @@
 #include <string>
 
 #include "keychain/embedded/database.h"
+#include "keychain/embedded/failure.h"
 #include "keychain/embedded/sealing.h"
 #include "keychain/embedded/transaction.h"
-#include "keychain/failure.h"
 #include "platform/files/private_folder.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 /// What the key check is bound to; no item's text begins like this.
@@ -26,15 +26,15 @@ std::optional<std::string> keyCheck(Database& database) {
 }
 
 /// Puts a new key's file there, unless there is one already.
-void publishNewKey(const PrivateFolder& folder) {
-  Secret key = Secret::ofSize(sealingKeySize);
+void publishNewKey(const platform::PrivateFolder& folder) {
+  platform::Secret key = platform::Secret::ofSize(sealingKeySize);
   if (RAND_priv_bytes(reinterpret_cast<unsigned char*>(key.data()), sealingKeySize) != 1) {
     throw Failure(errSecIO);
   }
   folder.publish(masterKeyName, key.view());
 }
 
-Secret readKey(const PrivateFolder& folder) {
+platform::Secret readKey(const platform::PrivateFolder& folder) {
   auto key = folder.read(masterKeyName, sealingKeySize);
   if (!key || key->size() != sealingKeySize) throw Failure(errSecAuthFailed);
   return std::move(*key);
@@ -47,7 +47,7 @@ bool hasKeyCheck(Database& database) {
 
 }  // namespace
 
-void ensureMasterKey(Database& database, const PrivateFolder& folder) {
+void ensureMasterKey(Database& database, const platform::PrivateFolder& folder) {
   if (hasKeyCheck(database)) return;
   // The write lock makes this the work of one process. A key is there already when one was killed in here; it
   // is taken over, since nothing has been sealed under it yet.
@@ -61,12 +61,12 @@ void ensureMasterKey(Database& database, const PrivateFolder& folder) {
   transaction.commit();
 }
 
-Secret masterKey(Database& database, const PrivateFolder& folder) {
+platform::Secret masterKey(Database& database, const platform::PrivateFolder& folder) {
   const auto check = keyCheck(database);
-  Secret key = readKey(folder);
+  platform::Secret key = readKey(folder);
   // SECURITY: what is added under an exchanged key can be read by whoever exchanged it.
   if (!check || unseal(key, *check, keyCheckContext).size() != 0) throw Failure(errSecAuthFailed);
   return key;
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

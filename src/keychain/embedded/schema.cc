@@ -1,9 +1,9 @@
 #include "keychain/embedded/schema.h"
 
 #include "keychain/embedded/database.h"
-#include "keychain/failure.h"
+#include "keychain/embedded/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 constexpr int schemaVersion = 1;
@@ -43,4 +43,4 @@ void requireWholeDatabase(Database& database) {
   }
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -4,7 +4,7 @@
 
 #include "keychain/embedded/deadline.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 class Database;
 
@@ -19,4 +19,4 @@ inline constexpr const char* journalName = "keychain.sqlite-journal";
 /// version, errSecIO for anything else. To be called in a transaction, so that nothing changes meanwhile.
 void requireWholeDatabase(Database& database);
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

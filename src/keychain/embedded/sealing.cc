@@ -5,9 +5,9 @@
 
 #include <memory>
 
-#include "keychain/failure.h"
+#include "keychain/embedded/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 constexpr std::size_t nonceSize = 12;
@@ -30,7 +30,8 @@ unsigned char* bytesOf(char* text) { return reinterpret_cast<unsigned char*>(tex
 enum class Direction : int { open = 0, seal = 1 };
 
 /// A cipher that has taken key, nonce and what the text is bound to, and comes to the text next.
-Context begin(Direction direction, const Secret& key, std::string_view nonce, std::string_view boundTo) {
+Context begin(Direction direction, const platform::Secret& key, std::string_view nonce,
+              std::string_view boundTo) {
   Context context(EVP_CIPHER_CTX_new());
   int ignored = 0;
   const bool isReady = context && key.size() == sealingKeySize &&
@@ -53,7 +54,7 @@ bool pass(EVP_CIPHER_CTX* context, std::string_view text, char* output) {
 
 }  // namespace
 
-std::string seal(const Secret& key, std::string_view plain, std::string_view boundTo) {
+std::string seal(const platform::Secret& key, std::string_view plain, std::string_view boundTo) {
   if (plain.size() > maximumSize || boundTo.size() > maximumSize) throw Failure(errSecParam);
   std::string sealed(nonceSize + plain.size() + tagSize, '\0');
   if (RAND_bytes(bytesOf(sealed.data()), nonceSize) != 1) throw Failure(errSecIO);
@@ -68,14 +69,14 @@ std::string seal(const Secret& key, std::string_view plain, std::string_view bou
   return sealed;
 }
 
-Secret unseal(const Secret& key, std::string_view sealed, std::string_view boundTo) {
+platform::Secret unseal(const platform::Secret& key, std::string_view sealed, std::string_view boundTo) {
   if (sealed.size() < nonceSize + tagSize || sealed.size() > maximumSize || boundTo.size() > maximumSize) {
     throw Failure(errSecAuthFailed);
   }
   const Context context = begin(Direction::open, key, sealed.substr(0, nonceSize), boundTo);
   const std::string_view text = sealed.substr(nonceSize, sealed.size() - nonceSize - tagSize);
   std::string tag(sealed.substr(sealed.size() - tagSize));
-  Secret plain = Secret::ofSize(text.size());
+  platform::Secret plain = platform::Secret::ofSize(text.size());
   int count = 0;
   if (EVP_CIPHER_CTX_ctrl(context.get(), EVP_CTRL_AEAD_SET_TAG, tagSize, tag.data()) != 1 ||
       !pass(context.get(), text, plain.data()) ||
@@ -86,4 +87,4 @@ Secret unseal(const Secret& key, std::string_view sealed, std::string_view bound
   return plain;
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -2,10 +2,10 @@
 
 #include "keychain/embedded/attribute_bytes.h"
 #include "keychain/embedded/database.h"
+#include "keychain/embedded/failure.h"
 #include "keychain/embedded/sealing.h"
-#include "keychain/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 constexpr std::string_view itemContext = "quelto keychain 1 item";
@@ -26,7 +26,8 @@ std::optional<ItemClass> classWith(std::int64_t number) {
   return std::nullopt;
 }
 
-void sealInto(Database& database, const Secret& key, const StoredItem& item, const Secret& secret) {
+void sealInto(Database& database, const platform::Secret& key, const StoredItem& item,
+              const platform::Secret& secret) {
   const std::string sealed = seal(key, secret.view(), bindingOf(item));
   if (database.run("UPDATE item SET sealed = ? WHERE id = ?", sealed, item.id) != 1) throw Failure(errSecIO);
 }
@@ -58,13 +59,13 @@ std::optional<StoredItem> loadItem(Database& database, std::int64_t id) {
                     .attributes = std::move(*attributes)};
 }
 
-Secret openSecret(Database& database, const Secret& key, const StoredItem& item) {
+platform::Secret openSecret(Database& database, const platform::Secret& key, const StoredItem& item) {
   Statement row = database.query("SELECT sealed FROM item WHERE id = ?", item.id);
   if (!row.step()) throw Failure(errSecAuthFailed);
   return unseal(key, row.bytes(0), bindingOf(item));
 }
 
-bool isIntact(Database& database, const Secret& key, const StoredItem& item) try {
+bool isIntact(Database& database, const platform::Secret& key, const StoredItem& item) try {
   static_cast<void>(openSecret(database, key, item));
   return true;
 } catch (const Failure& failure) {
@@ -72,7 +73,7 @@ bool isIntact(Database& database, const Secret& key, const StoredItem& item) try
   return false;
 }
 
-StoredItem insertItem(Database& database, const Secret& key, const Item& item) {
+StoredItem insertItem(Database& database, const platform::Secret& key, const Item& item) {
   StoredItem stored{.id = 0,
                     .itemClass = item.itemClass,
                     .attributeBytes = bytesOf(item.attributes),
@@ -84,7 +85,8 @@ StoredItem insertItem(Database& database, const Secret& key, const Item& item) {
   return stored;
 }
 
-void replaceSecret(Database& database, const Secret& key, const StoredItem& item, const Secret& secret) {
+void replaceSecret(Database& database, const platform::Secret& key, const StoredItem& item,
+                   const platform::Secret& secret) {
   // SECURITY: a row whose attributes were exchanged would otherwise be sealed anew as if they were ours.
   static_cast<void>(openSecret(database, key, item));
   sealInto(database, key, item, secret);
@@ -92,4 +94,4 @@ void replaceSecret(Database& database, const Secret& key, const StoredItem& item
 
 void deleteItem(Database& database, std::int64_t id) { database.run("DELETE FROM item WHERE id = ?", id); }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

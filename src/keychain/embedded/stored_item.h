@@ -8,7 +8,7 @@
 
 /// Items as rows. A row's secret is sealed for the row's number, its class and all its attributes. All calls
 /// are made in a transaction and throw Failure.
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 class Database;
 
@@ -27,17 +27,19 @@ struct StoredItem {
 [[nodiscard]] std::optional<StoredItem> loadItem(Database& database, std::int64_t id);
 
 /// The row's secret; errSecAuthFailed when the row is not as it was sealed.
-[[nodiscard]] Secret openSecret(Database& database, const Secret& key, const StoredItem& item);
+[[nodiscard]] platform::Secret openSecret(Database& database, const platform::Secret& key,
+                                          const StoredItem& item);
 
 /// Whether the row is as it was sealed.
-[[nodiscard]] bool isIntact(Database& database, const Secret& key, const StoredItem& item);
+[[nodiscard]] bool isIntact(Database& database, const platform::Secret& key, const StoredItem& item);
 
-[[nodiscard]] StoredItem insertItem(Database& database, const Secret& key, const Item& item);
+[[nodiscard]] StoredItem insertItem(Database& database, const platform::Secret& key, const Item& item);
 
 /// errSecAuthFailed, and nothing is changed, when the row is not as it was sealed.
-void replaceSecret(Database& database, const Secret& key, const StoredItem& item, const Secret& secret);
+void replaceSecret(Database& database, const platform::Secret& key, const StoredItem& item,
+                   const platform::Secret& secret);
 
 /// Does nothing when there is no such row.
 void deleteItem(Database& database, std::int64_t id);
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -1,10 +1,10 @@
 #include "keychain/embedded/transaction.h"
 
+#include "keychain/embedded/failure.h"
 #include "keychain/embedded/schema.h"
 #include "keychain/embedded/writers_queue.h"
-#include "keychain/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 // The private constructor has made a whole object, so that a failure in these two ends in the destructor.
 Transaction::Transaction(const Reading& reading) : Transaction(reading.database) {
@@ -29,4 +29,4 @@ Transaction::~Transaction() {
 
 void Transaction::commit() { database_.run("COMMIT"); }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -3,7 +3,7 @@
 #include "keychain/embedded/database.h"
 #include "platform/files/private_folder.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 /// A transaction on a database that was found whole; without a commit everything in it is undone when it is
 /// destroyed. All calls throw Failure as Database and requireWholeDatabase do.
@@ -16,7 +16,7 @@ class Transaction {
   /// The only writer from beginning to end, in its turn among those who wait in `folder`.
   struct Writing {
     Database& database;
-    const PrivateFolder& folder;
+    const platform::PrivateFolder& folder;
   };
   explicit Transaction(const Reading& reading);
   explicit Transaction(const Writing& writing);
@@ -33,4 +33,4 @@ class Transaction {
   Database& database_;
 };
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -5,9 +5,9 @@
 #include <cerrno>
 #include <optional>
 
-#include "keychain/failure.h"
+#include "keychain/embedded/failure.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 namespace {
 
 /// Held while a number is taken.
@@ -19,19 +19,19 @@ struct flock rangeOf(short type, off_t first, off_t count) {
 }
 
 /// False when somebody else holds it; true also when there are no locks here.
-bool tryToHold(const UniqueFd& queue, off_t number) {
+bool tryToHold(const platform::UniqueFd& queue, off_t number) {
   struct flock range = rangeOf(F_WRLCK, number, 1);
   return ::fcntl(queue.get(), F_OFD_SETLK, &range) == 0 ||
          (errno != EAGAIN && errno != EACCES && errno != EINTR);
 }
 
-void letGo(const UniqueFd& queue, off_t number) {
+void letGo(const platform::UniqueFd& queue, off_t number) {
   struct flock range = rangeOf(F_UNLCK, number, 1);
   ::fcntl(queue.get(), F_OFD_SETLK, &range);
 }
 
 /// A number that somebody else holds, out of `count` from `first` on; with 0 out of all.
-std::optional<off_t> heldByAnother(const UniqueFd& queue, off_t first, off_t count) {
+std::optional<off_t> heldByAnother(const platform::UniqueFd& queue, off_t first, off_t count) {
   struct flock range = rangeOf(F_WRLCK, first, count);
   const bool isHeld = ::fcntl(queue.get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
   return isHeld ? std::optional(range.l_start) : std::nullopt;
@@ -43,7 +43,7 @@ void waitOnceMore(Deadline& deadline) {
 
 }  // namespace
 
-PlaceInQueue::PlaceInQueue(const PrivateFolder& folder, Deadline& deadline)
+PlaceInQueue::PlaceInQueue(const platform::PrivateFolder& folder, Deadline& deadline)
     : queue_(folder.openOrMakeFile(queueName)) {
   while (!tryToHold(queue_, door)) waitOnceMore(deadline);
   off_t number = firstNumber;
@@ -54,4 +54,4 @@ PlaceInQueue::PlaceInQueue(const PrivateFolder& folder, Deadline& deadline)
     waitOnceMore(deadline);
 }
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

@@ -4,7 +4,7 @@
 #include "platform/files/private_folder.h"
 #include "platform/files/unique_fd.h"
 
-namespace quelto::platform::keychain::embedded {
+namespace quelto::keychain::embedded {
 
 inline constexpr const char* queueName = "keychain.queue";
 
@@ -19,10 +19,10 @@ class PlaceInQueue {
  public:
   /// Comes back at the head of the queue, for as long as the object lives. Throws Failure: errSecNotAvailable
   /// when the deadline is over before, or the file is not private; errSecIO when it cannot be made.
-  PlaceInQueue(const PrivateFolder& folder, Deadline& deadline);
+  PlaceInQueue(const platform::PrivateFolder& folder, Deadline& deadline);
 
  private:
-  UniqueFd queue_;
+  platform::UniqueFd queue_;
 };
 
-}  // namespace quelto::platform::keychain::embedded
+}  // namespace quelto::keychain::embedded

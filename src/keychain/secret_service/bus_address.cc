@@ -9,7 +9,7 @@
 #include "keychain/secret_service/glib_owners.h"
 #include "platform/user/environment.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 /// Without the transports that would launch a bus.
@@ -34,11 +34,12 @@ bool isOursAlone(const std::string& folder) {
 }  // namespace
 
 std::optional<std::string> sessionBusAddress() {
-  if (const auto addresses = environmentValue("DBUS_SESSION_BUS_ADDRESS"); addresses && !addresses->empty()) {
+  if (const auto addresses = platform::environmentValue("DBUS_SESSION_BUS_ADDRESS");
+      addresses && !addresses->empty()) {
     std::string kept = withoutAutolaunch(*addresses);
     return kept.empty() ? std::nullopt : std::optional(std::move(kept));
   }
-  const std::string folder = environmentValue("XDG_RUNTIME_DIR").value_or("");
+  const std::string folder = platform::environmentValue("XDG_RUNTIME_DIR").value_or("");
   const std::string path = folder + "/bus";
   struct stat status {};
   if (folder.empty() || ::stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::nullopt;
@@ -49,4 +50,4 @@ std::optional<std::string> sessionBusAddress() {
   return std::string("unix:path=") + escaped.get();
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

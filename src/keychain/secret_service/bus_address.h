@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// Where the session bus is, as a D-Bus server address, which may list several transports: what
 /// DBUS_SESSION_BUS_ADDRESS says at this moment, without the transports that would launch a bus, else the
@@ -11,4 +11,4 @@ namespace quelto::platform::keychain {
 /// GLib's own search is not used, since it ends in launching a bus.
 [[nodiscard]] std::optional<std::string> sessionBusAddress();
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

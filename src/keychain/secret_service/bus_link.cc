@@ -5,7 +5,7 @@
 
 #include "platform/user/environment.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 constexpr const char* busName = "org.freedesktop.DBus";
@@ -19,7 +19,7 @@ constexpr const char* writerName = "org.quelto.suite.KeychainWriter";
 /// RequestName's answer when somebody else owns the name and we wait in line.
 constexpr guint32 inQueue = 2;
 
-bool isSet(const char* name) { return !environmentValue(name).value_or("").empty(); }
+bool isSet(const char* name) { return !platform::environmentValue(name).value_or("").empty(); }
 
 /// Makes the link's context that of the calling thread, where GLib looks for it.
 class ContextScope {
@@ -228,12 +228,12 @@ Outcome BusLink::readSecret(Errand& errand, const std::string& item) {
   if (answer.outcome != Outcome::done) return answer.outcome;
   const VariantOwner encoded(g_variant_get_child_value(answer.value.get(), 0));
   Outcome outcome = Outcome::broken;
-  const auto decode = [&](Secret& secret) {
+  const auto decode = [&](platform::Secret& secret) {
     const SecretValueOwner value(secret_service_decode_dbus_secret(service_.get(), encoded.get()));
     if (value == nullptr) return;
     gsize size = 0;
     const char* const bytes = secret_value_get(value.get(), &size);
-    secret = Secret({bytes, size});
+    secret = platform::Secret({bytes, size});
     outcome = Outcome::done;
   };
   return errand.useSecret(decode) ? outcome : Outcome::unavailable;
@@ -242,7 +242,7 @@ Outcome BusLink::readSecret(Errand& errand, const std::string& item) {
 BusLink::Answer BusLink::sealedSecret(Errand& errand) {
   Answer sealed{.outcome = openSession(errand), .value = nullptr};
   if (sealed.outcome != Outcome::done) return sealed;
-  const auto encode = [&](const Secret& secret) {
+  const auto encode = [&](const platform::Secret& secret) {
     const std::string_view bytes = secret.view();
     // Some keyrings keep text only under the first of the two.
     const bool isText = bytes.empty() || g_utf8_validate_len(bytes.data(), bytes.size(), nullptr) != FALSE;
@@ -326,4 +326,4 @@ void BusLink::endWriting() {
                          nullptr, nullptr);
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -9,7 +9,7 @@
 #include "keychain/secret_service/glib_owners.h"
 #include "keychain/secret_service/outcome.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// One connection to the session bus and, over it, to one running keyring daemon. It serves one errand at a
 /// time, of any thread, and every wait in it ends when the errand's time does, save that for the person.
@@ -93,4 +93,4 @@ class BusLink {
   bool isWriting_ = false;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

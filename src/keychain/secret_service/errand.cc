@@ -9,7 +9,7 @@
 #include <thread>
 #include <utility>
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 /// While it lives, threads start with every signal blocked that is not a fault of their own: the program's
@@ -41,10 +41,10 @@ OSStatus statusOf(const Errand::Work& work, Errand& errand) {
 
 }  // namespace
 
-Errand::Errand(std::chrono::milliseconds limit, Secret secret)
+Errand::Errand(std::chrono::milliseconds limit, platform::Secret secret)
     : deadline_(Clock::now() + limit), untilDeadline_(g_cancellable_new()), secret_(std::move(secret)) {}
 
-Errand::Ending Errand::run(std::chrono::milliseconds limit, Work work, Secret secret) {
+Errand::Ending Errand::run(std::chrono::milliseconds limit, Work work, platform::Secret secret) {
   try {
     const auto errand = std::make_shared<Errand>(limit, std::move(secret));
     auto carryOut = [errand, work = std::move(work)] { errand->finish(statusOf(work, *errand)); };
@@ -58,7 +58,7 @@ Errand::Ending Errand::run(std::chrono::milliseconds limit, Work work, Secret se
   }
 }
 
-bool Errand::useSecret(const std::function<void(Secret&)>& use) {
+bool Errand::useSecret(const std::function<void(platform::Secret&)>& use) {
   const std::lock_guard lock(mutex_);
   if (hasCallerLeft_) return false;
   use(secret_);
@@ -94,4 +94,4 @@ Errand::Ending Errand::wait() {
   return ending;
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

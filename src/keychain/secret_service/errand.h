@@ -12,7 +12,7 @@
 #include "keychain/secret_service/glib_owners.h"
 #include "platform/secrets/secret.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// One call, carried out on a thread of its own, whose caller leaves at the deadline whatever that thread is
 /// waiting for. Nothing of the work is cancelled then, save the connecting to a bus: a keyring daemon whose
@@ -25,19 +25,19 @@ class Errand {
   struct Ending {
     OSStatus status;
     /// What the work has made of the secret that it was given.
-    Secret secret;
+    platform::Secret secret;
   };
 
   /// Runs the work and returns its status, or, once the limit has passed, `errSecInteractionNotAllowed` while
   /// the person is being asked and `errSecNotAvailable` otherwise. `errSecIO` when there is no thread to be
   /// had or the work throws.
-  [[nodiscard]] static Ending run(std::chrono::milliseconds limit, Work work, Secret secret = {});
+  [[nodiscard]] static Ending run(std::chrono::milliseconds limit, Work work, platform::Secret secret = {});
 
-  Errand(std::chrono::milliseconds limit, Secret secret);
+  Errand(std::chrono::milliseconds limit, platform::Secret secret);
 
   /// Lets `use` read or replace the call's secret; false, without that, when the caller has left. The caller
   /// cannot leave meanwhile: `use` waits for nothing, and copies only into memory that is wiped at its end.
-  [[nodiscard]] bool useSecret(const std::function<void(Secret&)>& use);
+  [[nodiscard]] bool useSecret(const std::function<void(platform::Secret&)>& use);
 
   /// What is left until the caller leaves; 0 from then on.
   [[nodiscard]] std::chrono::milliseconds timeLeft() const;
@@ -61,7 +61,7 @@ class Errand {
   std::optional<OSStatus> status_;
   bool isAsking_ = false;
   bool hasCallerLeft_ = false;
-  Secret secret_;
+  platform::Secret secret_;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

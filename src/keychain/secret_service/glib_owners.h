@@ -9,7 +9,7 @@
 #include <memory>
 
 /// Owners for what GLib counts references of.
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 template <auto release>
 struct Release {
@@ -60,4 +60,4 @@ class ErrorSlot {
   GError* error_ = nullptr;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

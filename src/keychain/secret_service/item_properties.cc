@@ -6,7 +6,7 @@
 #include <tuple>
 #include <utility>
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 constexpr std::string_view encodedPrefix = "data:,";
@@ -178,4 +178,4 @@ bool isOlder(const StoredItem& one, const StoredItem& other) {
   return age(one) < age(other);
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -14,7 +14,7 @@
 /// and only these, are equal texts. The label attribute is the item's label and nothing else, so that
 /// renaming an item in the desktop's keyring program renames it; a missing label is the empty text there, an
 /// empty one "data:,".
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// What the keyring tells of an item, its secret excepted.
 struct StoredItem {
@@ -44,4 +44,4 @@ struct StoredItem {
 /// keyrings that number otherwise the order is arbitrary there, but always the same.
 [[nodiscard]] bool isOlder(const StoredItem& one, const StoredItem& other);
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <utility>
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 constexpr const char* servicePath = "/org/freedesktop/secrets";
@@ -265,4 +265,4 @@ BusLink::Answer KeychainVisit::readProperty(const std::string& path, const char*
   return {.outcome = Outcome::broken, .value = nullptr};
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -8,7 +8,7 @@
 #include "keychain/secret_service/errand.h"
 #include "keychain/secret_service/item_properties.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// One call of `ItemStore`, over a link that has turned to the service. Results are as there, but for the
 /// secret, which is the errand's; nothing is written once the errand's time is over.
@@ -55,4 +55,4 @@ class KeychainVisit {
   std::string defaultCollection_;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

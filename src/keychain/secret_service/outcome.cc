@@ -2,7 +2,7 @@
 
 #include "keychain/secret_service/glib_owners.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 OSStatus statusOf(Outcome outcome) {
   switch (outcome) {
@@ -52,4 +52,4 @@ Outcome outcomeOf(const GError& error) {
   }
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -4,7 +4,7 @@
 
 #include "keychain/os_status.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// How a request to the keyring ended.
 enum class Outcome {
@@ -23,4 +23,4 @@ enum class Outcome {
 /// What an error of GLib, GIO or libsecret means, in the answer to a request or in place of one.
 [[nodiscard]] Outcome outcomeOf(const GError& error);
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -10,7 +10,7 @@
 /// exported.
 extern "C" [[gnu::weak]] int egg_secure_warnings;
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 /// Keeps the libraries to themselves: standard output belongs to the tunnel, standard error to the person.
@@ -49,14 +49,14 @@ SecretServiceStore& store() {
 }
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain
 
-using quelto::platform::keychain::ItemStore;
-using quelto::platform::keychain::SecretServiceState;
+using quelto::keychain::ItemStore;
+using quelto::keychain::SecretServiceState;
 
 ItemStore* queltoOpenSecretService() {
   try {
-    return &quelto::platform::keychain::store();
+    return &quelto::keychain::store();
   } catch (const std::exception&) {
     return nullptr;
   }
@@ -64,7 +64,7 @@ ItemStore* queltoOpenSecretService() {
 
 SecretServiceState queltoSecretServiceState() {
   try {
-    return quelto::platform::keychain::store().state();
+    return quelto::keychain::store().state();
   } catch (const std::exception&) {
     return SecretServiceState::unreachable;
   }

@@ -4,7 +4,7 @@
 
 #include "keychain/secret_service/bus_address.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 /// Below the 4 seconds that a call may take, by enough for a busy machine to return.
@@ -52,7 +52,8 @@ OSStatus SecretServiceStore::add(const Item& item, const std::vector<std::string
   return visit(work, item.secret.copy()).status;
 }
 
-OSStatus SecretServiceStore::updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) {
+OSStatus SecretServiceStore::updateSecret(const ItemMatch& match, HowMany howMany,
+                                          const platform::Secret& secret) {
   const auto work = [match, howMany](KeychainVisit& visit) { return visit.updateSecret(match, howMany); };
   return visit(work, secret.copy()).status;
 }
@@ -61,7 +62,8 @@ OSStatus SecretServiceStore::remove(const ItemMatch& match, HowMany howMany) {
   return visit([match, howMany](KeychainVisit& visit) { return visit.remove(match, howMany); }).status;
 }
 
-Errand::Ending SecretServiceStore::visit(std::function<OSStatus(KeychainVisit&)> work, Secret secret) {
+Errand::Ending SecretServiceStore::visit(std::function<OSStatus(KeychainVisit&)> work,
+                                         platform::Secret secret) {
   auto workWithLink = [this, work = std::move(work)](Errand& errand) {
     PreparedLink prepared = preparedLink(errand, &BusLink::turnToService);
     if (prepared.outcome != Outcome::done) return statusOf(prepared.outcome);
@@ -103,4 +105,4 @@ void SecretServiceStore::keepIdleLink(std::unique_ptr<BusLink> link) {
   std::swap(idleLink_, link);
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -10,7 +10,7 @@
 #include "keychain/secret_service/keychain_visit.h"
 #include "keychain/secret_service/secret_service_keychain.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// The keyring as an `ItemStore`. Each call is an errand of its own: what it is given is copied, since its
 /// thread may outlive it, and calls do not wait for each other.
@@ -20,12 +20,14 @@ class SecretServiceStore final : public ItemStore {
 
   [[nodiscard]] OSStatus find(const ItemMatch& match, Want want, Item& found) override;
   [[nodiscard]] OSStatus add(const Item& item, const std::vector<std::string>& identity) override;
-  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, HowMany howMany, const Secret& secret) override;
+  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, HowMany howMany,
+                                      const platform::Secret& secret) override;
   [[nodiscard]] OSStatus remove(const ItemMatch& match, HowMany howMany) override;
 
  private:
   /// Runs the work with a link, kept from an earlier call if that one still stands, and the secret.
-  [[nodiscard]] Errand::Ending visit(std::function<OSStatus(KeychainVisit&)> work, Secret secret = {});
+  [[nodiscard]] Errand::Ending visit(std::function<OSStatus(KeychainVisit&)> work,
+                                     platform::Secret secret = {});
   /// A link and what `prepare` said of it; null unless that is done or gone.
   struct PreparedLink {
     Outcome outcome = Outcome::unavailable;
@@ -40,4 +42,4 @@ class SecretServiceStore final : public ItemStore {
   std::unique_ptr<BusLink> idleLink_;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

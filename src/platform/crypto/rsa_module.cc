@@ -10,7 +10,7 @@
 
 #include "platform/crypto/rsa_service.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::platform {
 namespace {
 
 template <auto function>
@@ -41,7 +41,7 @@ Secret encoded(Object* object, int (*encode)(Object*, unsigned char**)) {
   return encode(object, &end) == size ? std::move(der) : Secret();
 }
 
-class OpenSslKey final : public SecKey {
+class OpenSslKey final : public RsaKey {
  public:
   explicit OpenSslKey(KeyOwner key) : key_(std::move(key)) {}
 
@@ -76,14 +76,13 @@ class OpenSslKey final : public SecKey {
     return output;
   }
 
-  /// Newer versions of the library answer a block with wrong padding with random bytes, so that nobody on a
-  /// network learns from the difference. Here nobody asks from afar, and the bytes would be taken for a
-  /// password.
+  /// Newer versions of the library answer a block with wrong padding with random bytes, so that an attacker
+  /// on a network learns nothing from it. Here there is none, and the bytes would be taken for a password.
   static void refuseBadPadding(EVP_PKEY_CTX* context) {
     unsigned int off = 0;
     const OSSL_PARAM parameters[] = {OSSL_PARAM_construct_uint("implicit-rejection", &off),
                                      OSSL_PARAM_construct_end()};
-    // Versions that do not know the parameter pass it over.
+    // Versions that do not know the parameter ignore it.
     (void)EVP_PKEY_CTX_set_params(context, parameters);
   }
 
@@ -103,7 +102,7 @@ class OpenSslRsa final : public RsaService {
     return pair;
   }
 
-  [[nodiscard]] SecKeyRef open(Half half, std::string_view der) const override {
+  [[nodiscard]] std::shared_ptr<const RsaKey> open(Half half, std::string_view der) const override {
     if (der.size() > INT_MAX) return nullptr;
     KeyOwner key = half == Half::privateKey ? privateKey(der) : publicKey(der);
     if (key == nullptr || EVP_PKEY_get_base_id(key.get()) != EVP_PKEY_RSA) return nullptr;
@@ -124,10 +123,9 @@ class OpenSslRsa final : public RsaService {
 };
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::platform
 
-quelto::platform::keychain::RsaService* queltoRsaService() {
-  // Never destroyed: another thread may be in a call when the process ends.
-  static auto* const service = new quelto::platform::keychain::OpenSslRsa;
-  return service;
+const quelto::platform::RsaService* queltoRsaService() {
+  static const quelto::platform::OpenSslRsa service;
+  return &service;
 }

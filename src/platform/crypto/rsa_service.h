@@ -1,19 +1,34 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string_view>
 
-#include "keychain/sec_key.h"
 #include "platform/secrets/secret.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::platform {
 
-/// RSA (RFC 8017) as the keychain needs it. Thread-safe.
+/// One half of an RSA key pair (RFC 8017). Immutable; thread-safe.
+class RsaKey {
+ public:
+  RsaKey() = default;
+  virtual ~RsaKey() = default;
+  RsaKey(const RsaKey&) = delete;
+  RsaKey& operator=(const RsaKey&) = delete;
+
+  /// The bytes of the modulus.
+  [[nodiscard]] virtual std::size_t blockSize() const = 0;
+  /// One block, padded as PKCS #1 v1.5 says; absent when the text is longer than the block size less 11
+  /// bytes, or the other half would be needed.
+  [[nodiscard]] virtual std::optional<Secret> encrypted(std::string_view plaintext) const = 0;
+  [[nodiscard]] virtual std::optional<Secret> decrypted(std::string_view block) const = 0;
+};
+
+/// Makes and reads RSA keys. Thread-safe.
 class RsaService {
  public:
   RsaService() = default;
-  virtual ~RsaService() = default;
   RsaService(const RsaService&) = delete;
   RsaService& operator=(const RsaService&) = delete;
 
@@ -29,11 +44,14 @@ class RsaService {
 
   enum class Half { publicKey, privateKey };
 
-  /// A key from its half of a pair; null when the bytes are none.
-  [[nodiscard]] virtual SecKeyRef open(Half half, std::string_view der) const = 0;
+  /// A key from its half of a pair; null when the bytes are not one.
+  [[nodiscard]] virtual std::shared_ptr<const RsaKey> open(Half half, std::string_view der) const = 0;
+
+ protected:
+  ~RsaService() = default;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::platform
 
-/// The module's one entry.
-extern "C" [[gnu::visibility("default")]] quelto::platform::keychain::RsaService* queltoRsaService();
+/// The module's one entry. The service lives as long as the process.
+extern "C" [[gnu::visibility("default")]] const quelto::platform::RsaService* queltoRsaService();

@@ -4,7 +4,7 @@
 
 #include <mutex>
 
-namespace quelto::platform::keychain {
+namespace quelto::platform {
 namespace {
 
 /// How many there are, and what was set before the first. Never destroyed.
@@ -33,4 +33,4 @@ CoreDumpsOff::~CoreDumpsOff() {
   if (--state.count == 0 && state.before == 1) setDumpable(1);
 }
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::platform

@@ -1,6 +1,6 @@
 #pragma once
 
-namespace quelto::platform::keychain {
+namespace quelto::platform {
 
 /// No core file is written as long as one of these lives, nor may another process of the user look into this
 /// one's memory (prctl(2), PR_SET_DUMPABLE). Programs that are started meanwhile are not concerned.
@@ -13,4 +13,4 @@ class CoreDumpsOff {
   CoreDumpsOff& operator=(const CoreDumpsOff&) = delete;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::platform

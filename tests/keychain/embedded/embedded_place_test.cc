@@ -12,7 +12,7 @@
 #include "tests/keychain/embedded/embedded_surroundings.h"
 #include "tests/keychain/item_store_contract.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 namespace fs = std::filesystem;
@@ -38,7 +38,7 @@ INSTANTIATE_TEST_SUITE_P(Embedded, ItemStoreContract,
 
 TEST(EmbeddedModule, OpensOneKeychainForEachFolder) {
   const auto open = reinterpret_cast<decltype(&queltoOpenEmbeddedKeychain)>(
-      moduleEntry("libquelto_embedded_keychain.so", "queltoOpenEmbeddedKeychain"));
+      platform::moduleEntry("libquelto_embedded_keychain.so", "queltoOpenEmbeddedKeychain"));
   ASSERT_NE(open, nullptr);
   const KeychainFolder one;
   const KeychainFolder other;
@@ -74,7 +74,7 @@ std::string answersOf(ItemStore& store) {
   const OSStatus found = findItem(store, "alice");
   std::string answers = std::to_string(found);
   for (const OSStatus status :
-       {addItem(store, "bob"), store.updateSecret(matchOf("alice"), HowMany::all, Secret("x")),
+       {addItem(store, "bob"), store.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")),
         store.remove(matchOf("alice"), HowMany::all)}) {
     if (status != found) answers += " " + std::to_string(status);
   }
@@ -250,7 +250,7 @@ TEST(EmbeddedItem, DoesNotOpenWhenItsRowWasAltered) {
     folder.runSql("UPDATE item SET " + std::string(change) + " WHERE id = 1");
     Item found;
     EXPECT_EQ(store.find(matchOf("alice"), Want::attributes, found), errSecAuthFailed) << name;
-    EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, Secret("x")), errSecAuthFailed) << name;
+    EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")), errSecAuthFailed) << name;
     EXPECT_NE(addItem(store, "alice"), errSecSuccess) << name;
     EXPECT_EQ(findItem(store, "mallory") + addItem(store, "bob"), errSecSuccess) << name;
     EXPECT_EQ(store.add({ItemClass::internetPassword, {{"server", "host"}}, {}}, {"server"}), errSecSuccess)
@@ -319,4 +319,4 @@ TEST(EmbeddedItem, LeavesNoPlainSecretAndNothingOfWhatWasRemoved) {
 }
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -24,7 +24,7 @@
 #include "platform/files/unique_fd.h"
 #include "tests/keychain/embedded/embedded_surroundings.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 using test::addItem;
@@ -36,14 +36,14 @@ struct Pipe {
   Pipe() {
     int ends[2] = {-1, -1};
     if (::pipe(ends) != 0) std::abort();
-    reader = UniqueFd(ends[0]);
-    writer = UniqueFd(ends[1]);
+    reader = platform::UniqueFd(ends[0]);
+    writer = platform::UniqueFd(ends[1]);
   }
-  UniqueFd reader;
-  UniqueFd writer;
+  platform::UniqueFd reader;
+  platform::UniqueFd writer;
 };
 
-std::size_t countUntilEnd(const UniqueFd& reader) {
+std::size_t countUntilEnd(const platform::UniqueFd& reader) {
   std::size_t count = 0;
   for (char byte = 0; ::read(reader.get(), &byte, 1) == 1;) ++count;
   return count;
@@ -102,7 +102,7 @@ TEST(EmbeddedProcesses, LoseNothingWhenSixteenBeginAndAddAtOnce) {
 
 /// Whether somebody in another open of the file holds this number of the queue.
 bool isNumberTaken(const KeychainFolder& folder, off_t number) {
-  const UniqueFd queue(::open((folder.path() + "/keychain.queue").c_str(), O_RDWR | O_CLOEXEC));
+  const platform::UniqueFd queue(::open((folder.path() + "/keychain.queue").c_str(), O_RDWR | O_CLOEXEC));
   struct flock range = {.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = number, .l_len = 1, .l_pid = 0};
   return ::fcntl(queue.get(), F_OFD_GETLK, &range) == 0 && range.l_type != F_UNLCK;
 }
@@ -112,7 +112,7 @@ TEST(EmbeddedProcesses, AreServedInTheOrderInWhichTheyCame) {
   EmbeddedKeychain store(folder.path());
   ASSERT_EQ(addItem(store, "0"), errSecSuccess);
   embedded::Deadline deadline(std::chrono::seconds(3));
-  auto first = std::make_unique<embedded::PlaceInQueue>(*PrivateFolder::open(folder.path()), deadline);
+  auto first = std::make_unique<embedded::PlaceInQueue>(*platform::PrivateFolder::open(folder.path()), deadline);
   {
     std::vector<std::jthread> threads;
     for (int number = 1; number < 8; ++number) {
@@ -296,7 +296,7 @@ TEST(EmbeddedProcesses, AnswerInTimeWhileAnotherKeepsTheDatabaseLocked) {
   const std::function<OSStatus(EmbeddedKeychain&)> calls[] = {
       [](auto& each) { return findItem(each, "alice"); },
       [](auto& each) { return addItem(each, "bob"); },
-      [](auto& each) { return each.updateSecret(matchOf("alice"), HowMany::all, Secret("x")); },
+      [](auto& each) { return each.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")); },
       [](auto& each) { return each.remove(matchOf("alice"), HowMany::all); },
   };
   const auto begin = std::chrono::steady_clock::now();
@@ -345,4 +345,4 @@ TEST(EmbeddedThreads, MayShareOneKeychain) {
 }
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -14,29 +14,29 @@
 /// What the tests of the embedded keychain have in common.
 namespace quelto::test {
 
-inline platform::keychain::ItemMatch matchOf(const std::string& account) {
-  return {platform::keychain::ItemClass::genericPassword, {{"account", account}}};
+inline keychain::ItemMatch matchOf(const std::string& account) {
+  return {keychain::ItemClass::genericPassword, {{"account", account}}};
 }
 
 /// An item whose secret tells whose it is.
-inline platform::OSStatus addItem(platform::keychain::ItemStore& store, const std::string& account) {
-  return store.add({.itemClass = platform::keychain::ItemClass::genericPassword,
+inline keychain::OSStatus addItem(keychain::ItemStore& store, const std::string& account) {
+  return store.add({.itemClass = keychain::ItemClass::genericPassword,
                     .attributes = {{"account", account}, {"service", "svn"}, {"label", "svn: " + account}},
                     .secret = platform::Secret("secret of " + account)},
                    {"account", "service", "generic", "type"});
 }
 
 /// Never success for an item that is not exactly as it was added.
-inline platform::OSStatus findItem(platform::keychain::ItemStore& store, const std::string& account) {
-  platform::keychain::Item found;
+inline keychain::OSStatus findItem(keychain::ItemStore& store, const std::string& account) {
+  keychain::Item found;
   const auto status =
-      store.find(matchOf(account), platform::keychain::ItemStore::Want::attributesAndSecret, found);
-  if (status != platform::errSecSuccess) return status;
+      store.find(matchOf(account), keychain::ItemStore::Want::attributesAndSecret, found);
+  if (status != keychain::errSecSuccess) return status;
   const bool isWhole =
       found.secret.view() == "secret of " + account &&
-      found.attributes == platform::keychain::Attributes{
+      found.attributes == keychain::Attributes{
                               {"account", account}, {"service", "svn"}, {"label", "svn: " + account}};
-  return isWhole ? platform::errSecSuccess : platform::errSecParam;
+  return isWhole ? keychain::errSecSuccess : keychain::errSecParam;
 }
 
 /// Where writing does not wait for a disk, which may be slower than a call's limit: in memory.
@@ -60,8 +60,8 @@ class KeychainFolder {
 
   /// Past the keychain, as somebody who can write the file.
   void runSql(const std::string& statements) const {
-    platform::keychain::embedded::Database(database(),
-                                           platform::keychain::embedded::Deadline(std::chrono::seconds(1)))
+    keychain::embedded::Database(database(),
+                                           keychain::embedded::Deadline(std::chrono::seconds(1)))
         .runScript(statements.c_str());
   }
 

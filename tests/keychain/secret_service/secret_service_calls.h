@@ -18,18 +18,18 @@
 #include "tests/support/process_surroundings.h"
 
 /// The module's calls, as its tests make them.
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 inline constexpr const char* moduleFile = "libquelto_secret_service.so";
 
 inline ItemStore& store() {
-  static auto* const instance = moduleService<ItemStore>(moduleFile, "queltoOpenSecretService");
+  static auto* const instance = platform::moduleService<ItemStore>(moduleFile, "queltoOpenSecretService");
   if (instance == nullptr) throw std::runtime_error("the module cannot be opened");
   return *instance;
 }
 
 inline SecretServiceState state() {
-  void* const entry = moduleEntry(moduleFile, "queltoSecretServiceState");
+  void* const entry = platform::moduleEntry(moduleFile, "queltoSecretServiceState");
   return reinterpret_cast<SecretServiceState (*)()>(entry)();
 }
 
@@ -41,7 +41,7 @@ inline Attributes attributesOf(const std::string& account) {
 inline ItemMatch matchOf(Attributes attributes) {
   return {.itemClass = ItemClass::genericPassword, .attributes = std::move(attributes)};
 }
-inline OSStatus add(Attributes attributes, Secret secret = Secret("s3cret")) {
+inline OSStatus add(Attributes attributes, platform::Secret secret = platform::Secret("s3cret")) {
   return store().add({.itemClass = ItemClass::genericPassword,
                       .attributes = std::move(attributes),
                       .secret = std::move(secret)},
@@ -82,7 +82,7 @@ inline Answers answersFor(const std::string& account) {
   const ItemMatch match = matchOf(attributesOf(account));
   auto found = inThread([=] { return find(attributesOf(account)); });
   auto added = inThread([] { return add(attributesOf("new")); });
-  auto updated = inThread([=] { return store().updateSecret(match, HowMany::all, Secret("changed")); });
+  auto updated = inThread([=] { return store().updateSecret(match, HowMany::all, platform::Secret("changed")); });
   auto removed = inThread([=] { return store().remove(match, HowMany::all); });
   return {found.get(), added.get(), updated.get(), removed.get()};
 }
@@ -105,4 +105,4 @@ class SecretService : public ::testing::Test {
   std::optional<test::Captured> standardError_;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -10,7 +10,7 @@
 #include "tests/support/keyring_surroundings.h"
 #include "tests/support/process_surroundings.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 using test::isInMemory;
@@ -113,4 +113,4 @@ TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
 }
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain

@@ -19,7 +19,7 @@
 #include "tests/support/keyring_surroundings.h"
 #include "tests/support/process_surroundings.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 namespace {
 
 using test::Captured;
@@ -80,7 +80,7 @@ TEST_F(SecretService, IsReadableToOtherPrograms) {
   Attributes attributes = attributesOf("alice");
   attributes.insert(
       {{"label", "svn+ssh://host: Zoë"}, {"generic", std::string("a\0b", 3)}, {"comment", "two\nlines"}});
-  ASSERT_EQ(add(attributes, Secret("geheim ü")), errSecSuccess);
+  ASSERT_EQ(add(attributes, platform::Secret("geheim ü")), errSecSuccess);
   const std::string query = " class org.quelto.genericPassword service svn account alice";
   EXPECT_EQ(shell("secret-tool lookup" + query).text, "geheim ü");
   const std::string shown = shell("secret-tool search" + query).text;
@@ -109,7 +109,7 @@ TEST_F(SecretService, KeepsWhatNoTextCanHold) {
                                 "data:,",        "data:,a%zz", "\xff\xed\xa0\x80",     "\r\n\t\x1b\x7f"};
   ASSERT_EQ(add({{"service", "neither account nor label"}}), errSecSuccess);
   for (const std::string& value : values)
-    ASSERT_EQ(add({{"account", value}, {"label", value}}, Secret(value)), errSecSuccess) << value;
+    ASSERT_EQ(add({{"account", value}, {"label", value}}, platform::Secret(value)), errSecSuccess) << value;
   for (const char* when : {"at once", "after a restart"}) {
     for (const std::string& value : values) {
       for (const char* by : {"account", "label"}) {
@@ -198,7 +198,7 @@ TEST_F(SecretService, IsNotAvailableWithoutABusThatHasIt) {
   std::filesystem::permissions(around.path("bin/dbus-launch"), std::filesystem::perms::owner_all);
   around.set("PATH", around.path("bin") + ":" + std::getenv("PATH"));
   around.set("DISPLAY", ":987");
-  const UniqueFd silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const platform::UniqueFd silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
   around.path("silent").copy(address.sun_path, sizeof address.sun_path - 1);
   ASSERT_EQ(::bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
@@ -363,14 +363,14 @@ class RealKeyring final : public test::StoreUnderTest {
 };
 
 }  // namespace
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain
 
 namespace quelto::test {
 
 INSTANTIATE_TEST_SUITE_P(SecretService, ItemStoreContract,
                          testing::Values(StoreKind{
                              "SecretService",
-                             [] { return std::make_unique<platform::keychain::RealKeyring>(); }}),
+                             [] { return std::make_unique<keychain::RealKeyring>(); }}),
                          testing::PrintToStringParamName());
 
 }  // namespace quelto::test

@@ -4,7 +4,7 @@
 
 #include "keychain/os_status.h"
 
-namespace quelto::platform::keychain {
+namespace quelto::keychain {
 
 /// How a failure travels inside the keychain: thrown where it is seen, so that every owner on the way gives
 /// back what it holds, and answered as its status by whoever is called from outside. None leaves the
@@ -19,4 +19,4 @@ class Failure final : public std::exception {
   OSStatus status_;
 };
 
-}  // namespace quelto::platform::keychain
+}  // namespace quelto::keychain
