@@ -4,6 +4,7 @@
 #include <mutex>
 #include <utility>
 
+#include "items/access_list.h"
 #include "keychain/sec_item.h"
 #include "platform/text/utf8.h"
 
@@ -13,6 +14,7 @@ namespace {
 using keychain::SecData;
 using keychain::SecDictionary;
 using keychain::SecValue;
+using items::SecPasswordStruct;
 using platform::Secret;
 
 /// Held by every account look-up from beginning to end. Never destroyed.
@@ -38,27 +40,12 @@ std::optional<Secret> textOf(const SecValue* value) {
   return (*data)->copy();
 }
 
-/// Null when no path leads to a program.
-keychain::SecAccessRef accessList(const SecItemAddition& addition) {
-  std::vector<keychain::SecTrustedApplication> applications;
-  for (const std::string& path : addition.trustedAppPaths) {
-    keychain::SecTrustedApplication application;
-    if (keychain::SecTrustedApplicationCreateFromPath(path, application) == keychain::errSecSuccess) {
-      applications.push_back(std::move(application));
-    }
-  }
-  keychain::SecAccessRef access;
-  // Without a list the item is better than without the item.
-  if (!applications.empty()) (void)keychain::SecAccessCreate(addition.accessName, applications, access);
-  return access;
-}
-
 /// What the addition calls the same item.
 SecDictionary queryFor(const SecItemAddition& addition) {
   SecDictionary query = buildMatchDicton(addition.settings);
   query.set(keychain::kSecReturnRef, keychain::kCFBooleanTrue);
   query.set(keychain::kSecMatchLimit, keychain::kSecMatchLimitOne);
-  const bool isNote = std::holds_alternative<SecureNote>(addition.settings);
+  const bool isNote = std::holds_alternative<items::SecureNote>(addition.settings);
   for (const keychain::SecDictionaryKey key : addition.findIgnores) {
     if (!isNote || key != keychain::kSecAttrDescription) query.remove(key);
   }
@@ -96,7 +83,9 @@ bool addSecItem(const SecItemAddition& addition) {
   }
   SecDictionary attributes = buildMatchDicton(addition.settings);
   attributes.set(keychain::kSecValueData, data);
-  if (const auto access = accessList(addition)) attributes.set(keychain::kSecAttrAccess, access);
+  if (const auto access = items::accessListOf(addition.accessName, addition.trustedAppPaths)) {
+    attributes.set(keychain::kSecAttrAccess, access);
+  }
   return keychain::SecItemAdd(attributes) == keychain::errSecSuccess;
 }
 

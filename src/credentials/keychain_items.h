@@ -7,13 +7,13 @@
 #include "items/item_records.h"
 #include "platform/secrets/secret.h"
 
-/// The keychain's side of the credential store. A failure of the keychain, of whatever kind, is told as
-/// absent or false and nothing else; nothing is shown. Each request to the keychain ends in the time that
-/// sec_item.h gives; an addition takes two, a deletion one more than there are items. Thread-safe.
+/// The credential store's operations on the keychain. Any failure of the keychain gives absent or false, and
+/// nothing is shown. Each request to the keychain ends within the time that sec_item.h gives; an addition makes
+/// two, a deletion one more than there are items. Thread-safe.
 namespace quelto::credentials {
 
 /// The secret of the first item that matches; absent also when it is not UTF-8.
-[[nodiscard]] std::optional<platform::Secret> loadSecItemPassword(const SecPasswordStruct& match);
+[[nodiscard]] std::optional<platform::Secret> loadSecItemPassword(const items::SecPasswordStruct& match);
 
 struct Account {
   std::string username;
@@ -22,18 +22,17 @@ struct Account {
 
 /// Account and secret of the first item that matches; absent also when it has no account, or its secret is
 /// not UTF-8. These calls, and no others, wait for each other.
-[[nodiscard]] std::optional<Account> loadSecItemAccount(const SecPasswordStruct& match);
+[[nodiscard]] std::optional<Account> loadSecItemAccount(const items::SecPasswordStruct& match);
 
 struct SecItemAddition {
-  SecPasswordStruct settings;
+  items::SecPasswordStruct settings;
   /// UTF-8.
   platform::Secret password;
-  /// The name of the access list that a new item gets, of those paths where something stands; without any, it
-  /// gets none.
+  /// The name and the paths of the access list that a new item gets; see `items::accessListOf`.
   std::string accessName;
   std::vector<std::string> trustedAppPaths;
-  /// Attributes in which a stored item may differ from `settings` and still be the same. The description of a
-  /// secure note is never one.
+  /// Attributes in which a stored item may differ from `settings` and still be the same item. The description of
+  /// a secure note is never ignored.
   std::vector<keychain::SecDictionaryKey> findIgnores;
 };
 
@@ -42,6 +41,6 @@ struct SecItemAddition {
 [[nodiscard]] bool addSecItem(const SecItemAddition& addition);
 
 /// Deletes every item that matches.
-void deleteSecItem(const SecPasswordStruct& match);
+void deleteSecItem(const items::SecPasswordStruct& match);
 
 }  // namespace quelto::credentials

@@ -25,9 +25,10 @@ void addCode(SecDictionary& dictionary, SecDictionaryKey key, std::optional<Code
   if (code && *code != Code{}) dictionary.set(key, fourCharString(*code));
 }
 
+/// Of an absent code, four NULs.
 template <typename Code>
 std::string codeText(std::optional<Code> code) {
-  return code ? fourCharString(*code) : "";
+  return fourCharString(code.value_or(Code{}));
 }
 
 ItemEntry entry(const GeneralPassword& item) {
@@ -46,7 +47,7 @@ ItemEntry entry(const InternetPassword& item) {
           {"domain", item.domain.value_or("")},
           {"server", item.server.value_or("")},
           {"path", item.path.value_or("")},
-          {"port", item.port ? std::to_string(*item.port) : ""},
+          {"port", std::to_string(item.port.value_or(0))},
           {"scheme", codeText(item.scheme)},
           {"auth", codeText(item.auth)},
           {"label", item.label.value_or("")},

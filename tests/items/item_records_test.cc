@@ -104,6 +104,13 @@ TEST(Entries, HoldEveryKeyInOrder) {
                   Pair("label", ""), Pair("description", "secure note"), Pair("comment", "")));
 }
 
+TEST(Entries, HaveAPortAndCodesEvenWhereTheRecordHasNone) {
+  const std::string noCode(4, '\0');
+  EXPECT_THAT(entryOf(InternetPassword{.server = "srv"}),
+              testing::IsSupersetOf({std::pair<std::string_view, std::string>("port", "0"), {"scheme", noCode},
+                                     {"auth", noCode}, {"domain", ""}}));
+}
+
 TEST(ItemTexts, NameTheProgram) {
   EXPECT_EQ(keychainPrefix(), "Quelto Suite");
   EXPECT_EQ(appTitle(), "Quelto Suite");

@@ -5,6 +5,8 @@
 #include <sys/prctl.h>
 
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <functional>
 #include <future>
 
@@ -47,6 +49,12 @@ SecDictionary query(SecConstant keyClass, std::int64_t bits = 2048) {
           {kSecAttrKeyClass, keyClass},
           {kSecAttrApplicationTag, tag(isPrivate ? "t.private" : "t.public")},
           {kSecReturnRef, kCFBooleanTrue}};
+}
+
+OSStatus deleteKey(SecConstant keyClass) {
+  SecDictionary one = query(keyClass);
+  one.set(kSecMatchLimit, kSecMatchLimitOne);
+  return SecItemDelete(one);
 }
 
 SecKeyRef find(SecConstant keyClass) {
@@ -99,12 +107,12 @@ TEST_P(SecKeys, PairIsMadeFoundUsedAndDeleted) {
   EXPECT_EQ(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
   EXPECT_EQ(error, errSecDuplicateItem);
 
-  EXPECT_EQ(SecItemDelete(query(kSecAttrKeyClassPrivate)), errSecSuccess);
-  // The public half still stands in the way of a new one, whose private half must not stay without it.
+  EXPECT_EQ(deleteKey(kSecAttrKeyClassPrivate), errSecSuccess);
+  // The public half is still in the way of a new one, whose private half must not stay without it.
   EXPECT_EQ(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
   EXPECT_EQ(find(kSecAttrKeyClassPrivate), nullptr);
-  EXPECT_EQ(SecItemDelete(query(kSecAttrKeyClassPublic)), errSecSuccess);
-  EXPECT_EQ(SecItemDelete(query(kSecAttrKeyClassPublic)), errSecItemNotFound);
+  EXPECT_EQ(deleteKey(kSecAttrKeyClassPublic), errSecSuccess);
+  EXPECT_EQ(deleteKey(kSecAttrKeyClassPublic), errSecItemNotFound);
   EXPECT_TRUE(writesCoreFiles());
 }
 
@@ -136,6 +144,41 @@ TEST(PrivateKeys, AreInNoCoreFileWhileTheyComeAndGo) {
     inCall.wait();
     EXPECT_TRUE(writesCoreFiles());
   }
+}
+
+/// Tells this program that it runs in a bundle without the RSA module.
+constexpr const char* isWithoutRsa = "QUELTO_TEST_IS_WITHOUT_RSA";
+
+/// A bundle in the folder with this program and all its modules but the one for RSA.
+std::string programWithoutRsa(const std::string& folder) {
+  namespace fs = std::filesystem;
+  const fs::path program = fs::read_symlink("/proc/self/exe");
+  const fs::path contents = fs::path(folder) / "Contents";
+  fs::create_directories(contents / "Tests");
+  fs::create_directories(contents / "PlugIns");
+  for (const auto& module : fs::directory_iterator(program.parent_path().parent_path() / "PlugIns")) {
+    const fs::path name = module.path().filename();
+    if (name != "libquelto_rsa.so") fs::create_symlink(module.path(), contents / "PlugIns" / name);
+  }
+  fs::copy_file(program, contents / "Tests" / program.filename());
+  return (contents / "Tests" / program.filename()).string();
+}
+
+TEST(SecKeyDeletion, IsRefusedWhereNoNewPairCanBeMade) {
+  OSStatus error = errSecIO;
+  if (std::getenv(isWithoutRsa) != nullptr) {
+    EXPECT_EQ(deleteKey(kSecAttrKeyClassPrivate), errSecNotAvailable);
+    EXPECT_EQ(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
+    EXPECT_EQ(error, errSecNotAvailable);
+    return;
+  }
+  User user(Session::server);
+  ASSERT_NE(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
+  user.around().set(isWithoutRsa, "1");
+  const auto printed = test::shell(programWithoutRsa(user.around().path("bundle")) +
+                                   " --gtest_filter=SecKeyDeletion.IsRefusedWhereNoNewPairCanBeMade");
+  EXPECT_EQ(printed.status, 0) << printed.text;
+  EXPECT_NE(find(kSecAttrKeyClassPrivate), nullptr);
 }
 
 TEST(SecKeyCreation, RefusesWhatItCannotMake) {
