@@ -107,8 +107,10 @@ TEST(Entries, HoldEveryKeyInOrder) {
 TEST(Entries, HaveAPortAndCodesEvenWhereTheRecordHasNone) {
   const std::string noCode(4, '\0');
   EXPECT_THAT(entryOf(InternetPassword{.server = "srv"}),
-              testing::IsSupersetOf({std::pair<std::string_view, std::string>("port", "0"), {"scheme", noCode},
-                                     {"auth", noCode}, {"domain", ""}}));
+              testing::IsSupersetOf({std::pair<std::string_view, std::string>("port", "0"),
+                                     {"scheme", noCode},
+                                     {"auth", noCode},
+                                     {"domain", ""}}));
 }
 
 TEST(ItemTexts, NameTheProgram) {

@@ -153,7 +153,8 @@ TEST_P(ItemStoreContract, UpdatesTheSecretAndNothingElse) {
   EXPECT_EQ(store().updateSecret({generic, {{"account", "b"}}}, HowMany::all, secret), errSecItemNotFound);
   EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::first, secret), errSecSuccess);
   EXPECT_EQ(secrets(), "new 2 3 ");
-  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, platform::Secret("")), errSecSuccess);
+  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, platform::Secret("")),
+            errSecSuccess);
   EXPECT_EQ(secrets(), "   ");
   Item found;
   ASSERT_EQ(store().find({generic, {{"service", "1"}}}, Want::attributes, found), errSecSuccess);

@@ -250,7 +250,8 @@ TEST(EmbeddedItem, DoesNotOpenWhenItsRowWasAltered) {
     folder.runSql("UPDATE item SET " + std::string(change) + " WHERE id = 1");
     Item found;
     EXPECT_EQ(store.find(matchOf("alice"), Want::attributes, found), errSecAuthFailed) << name;
-    EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")), errSecAuthFailed) << name;
+    EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")), errSecAuthFailed)
+        << name;
     EXPECT_NE(addItem(store, "alice"), errSecSuccess) << name;
     EXPECT_EQ(findItem(store, "mallory") + addItem(store, "bob"), errSecSuccess) << name;
     EXPECT_EQ(store.add({ItemClass::internetPassword, {{"server", "host"}}, {}}, {"server"}), errSecSuccess)

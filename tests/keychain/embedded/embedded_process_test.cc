@@ -112,7 +112,8 @@ TEST(EmbeddedProcesses, AreServedInTheOrderInWhichTheyCame) {
   EmbeddedKeychain store(folder.path());
   ASSERT_EQ(addItem(store, "0"), errSecSuccess);
   embedded::Deadline deadline(std::chrono::seconds(3));
-  auto first = std::make_unique<embedded::PlaceInQueue>(*platform::PrivateFolder::open(folder.path()), deadline);
+  auto first =
+      std::make_unique<embedded::PlaceInQueue>(*platform::PrivateFolder::open(folder.path()), deadline);
   {
     std::vector<std::jthread> threads;
     for (int number = 1; number < 8; ++number) {

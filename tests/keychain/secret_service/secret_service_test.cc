@@ -368,9 +368,8 @@ class RealKeyring final : public test::StoreUnderTest {
 namespace quelto::test {
 
 INSTANTIATE_TEST_SUITE_P(SecretService, ItemStoreContract,
-                         testing::Values(StoreKind{
-                             "SecretService",
-                             [] { return std::make_unique<keychain::RealKeyring>(); }}),
+                         testing::Values(StoreKind{"SecretService",
+                                                   [] { return std::make_unique<keychain::RealKeyring>(); }}),
                          testing::PrintToStringParamName());
 
 }  // namespace quelto::test

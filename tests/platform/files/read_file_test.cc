@@ -1,5 +1,5 @@
-#include "platform/files/path_status.h"
 #include "platform/files/read_file.h"
+#include "platform/files/path_status.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -47,17 +47,6 @@ TEST(File, IsReadWholeOrNotAtAll) {
   EXPECT_EQ(readFile(folder.path("missing"), limit), std::nullopt);
   EXPECT_EQ(readFile(folder.path("fifo"), limit), std::nullopt);
   EXPECT_EQ(readFile("/dev/zero", limit), std::nullopt);
-}
-
-TEST(File, IsTheSameByInodeNotByName) {
-  const test::TemporaryFolder folder;
-  const std::string one = folder.write("one", "");
-  std::filesystem::create_hard_link(one, folder.path("hard"));
-  std::filesystem::create_symlink(one, folder.path("soft"));
-  EXPECT_TRUE(isSameFile(one, folder.path("hard")));
-  EXPECT_TRUE(isSameFile(one, folder.path("soft")));
-  EXPECT_FALSE(isSameFile(one, folder.write("other", "")));
-  EXPECT_FALSE(isSameFile(folder.path("missing"), folder.path("missing")));
 }
 
 }  // namespace
