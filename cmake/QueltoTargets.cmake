@@ -90,7 +90,7 @@ endfunction()
 # Lets a program that is not installed find the bundle of the build tree as the tool itself does.
 function(quelto_inside_bundle name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${QUELTO_CONTENTS}/Tests)
-  add_dependencies(${name} quelto_modules)
+  #add_dependencies(${name} quelto_modules)
 endfunction()
 
 # A test program of one folder: quelto_test(NAME SOURCES a.cc ... LINK library ...)

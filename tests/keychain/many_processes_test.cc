@@ -1,0 +1,181 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <functional>
+#include <vector>
+
+#include "keychain/sec_item.h"
+#include "keychain/sec_key.h"
+#include "platform/files/descriptors.h"
+#include "tests/support/sessions.h"
+
+namespace quelto::keychain {
+namespace {
+
+using platform::Pipe;
+using test::Session;
+
+constexpr int writers = 16;
+constexpr int readers = 8;
+constexpr int itemsOfEach = 4;
+
+const SecDictionary::Entry generic{kSecClass, kSecClassGenericPassword};
+const SecDictionary::Entry one{kSecMatchLimit, kSecMatchLimitOne};
+
+SecData data(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
+
+SecDictionary itemOf(const std::string& account) { return {generic, {kSecAttrAccount, account}}; }
+
+OSStatus add(const std::string& account) {
+  SecDictionary item = itemOf(account);
+  item.set(kSecValueData, data("secret of " + account));
+  return SecItemAdd(item);
+}
+
+bool isThere(const std::string& account, const std::string& secret) {
+  SecDictionary query = itemOf(account);
+  query.set(kSecReturnData, kCFBooleanTrue);
+  std::optional<SecValue> result;
+  return SecItemCopyMatching(query, &result) == errSecSuccess && std::get<SecData>(*result)->view() == secret;
+}
+
+SecDictionary halfOf(SecConstant keyClass) {
+  return {{kSecAttrKeyClass, keyClass},
+          {kSecAttrApplicationTag, data(keyClass == kSecAttrKeyClassPrivate ? "t.private" : "t.public")}};
+}
+
+OSStatus addPair() {
+  const auto half = [](SecConstant keyClass) {
+    SecDictionary attributes = halfOf(keyClass);
+    attributes.set(kSecAttrIsPermanent, true);
+    return std::make_shared<const SecDictionary>(attributes);
+  };
+  OSStatus status = errSecIO;
+  (void)SecKeyCreateRandomKey({{kSecClass, kSecClassKey},
+                               {kSecAttrKeyType, kSecAttrKeyTypeRSA},
+                               {kSecAttrKeySizeInBits, std::int64_t{1024}},
+                               {kSecPrivateKeyAttrs, half(kSecAttrKeyClassPrivate)},
+                               {kSecPublicKeyAttrs, half(kSecAttrKeyClassPublic)}},
+                              status);
+  return status;
+}
+
+SecKeyRef findKey(SecConstant keyClass, OSStatus& status) {
+  SecDictionary query = halfOf(keyClass);
+  query.set(kSecClass, kSecClassKey);
+  query.set(kSecReturnRef, kCFBooleanTrue);
+  std::optional<SecValue> result;
+  status = SecItemCopyMatching(query, &result);
+  return status == errSecSuccess ? std::get<SecKeyRef>(*result) : nullptr;
+}
+
+/// A process that ends with what the function returns.
+pid_t inChild(const std::function<int()>& run) {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(run());
+  return child;
+}
+
+int exitStatusOf(pid_t child) {
+  int status = -1;
+  ::waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+void waitForEnd(Pipe& pipe) {
+  pipe.writeEnd.reset();
+  char byte = 0;
+  (void)::read(pipe.readEnd.get(), &byte, 1);
+}
+
+enum Ending : int { well, madeThePair, writeFailed, pairFailed, itemLost, pairTorn };
+
+/// Adds items, changes the first and deletes the second.
+Ending write(const std::string& name) {
+  for (int item = 0; item < itemsOfEach; ++item) {
+    if (add(name + std::to_string(item)) != errSecSuccess) return writeFailed;
+  }
+  SecDictionary changed = itemOf(name + "0");
+  SecDictionary deleted = itemOf(name + "1");
+  for (SecDictionary* query : {&changed, &deleted}) query->set(one.first, one.second);
+  if (SecItemUpdate(changed, {{kSecValueData, data("changed")}}) != errSecSuccess) return writeFailed;
+  if (SecItemDelete(deleted) != errSecSuccess) return writeFailed;
+  const OSStatus status = addPair();
+  if (status == errSecSuccess) return madeThePair;
+  return status == errSecDuplicateItem ? well : pairFailed;
+}
+
+/// Looks as long as somebody writes for what is never touched, and for a pair of which only one half is
+/// there.
+Ending read(int running) {
+  for (char byte = 0; ::read(running, &byte, 1) != 0;) {
+    if (!isThere("untouched", "secret of untouched")) return itemLost;
+    OSStatus status = errSecSuccess;
+    const SecKeyRef publicKey = findKey(kSecAttrKeyClassPublic, status);
+    if (publicKey != nullptr && findKey(kSecAttrKeyClassPrivate, status) == nullptr) return pairTorn;
+  }
+  return well;
+}
+
+void expectNothingLost() {
+  EXPECT_TRUE(isThere("untouched", "secret of untouched"));
+  for (int writer = 0; writer < writers; ++writer) {
+    const std::string name = std::to_string(writer) + "/";
+    EXPECT_TRUE(isThere(name + "0", "changed")) << name;
+    EXPECT_FALSE(isThere(name + "1", "secret of " + name + "1")) << name;
+    for (int item = 2; item < itemsOfEach; ++item) {
+      EXPECT_TRUE(isThere(name + std::to_string(item), "secret of " + name + std::to_string(item))) << name;
+    }
+  }
+  OSStatus status = errSecSuccess;
+  const SecKeyRef publicKey = findKey(kSecAttrKeyClassPublic, status);
+  const SecKeyRef privateKey = findKey(kSecAttrKeyClassPrivate, status);
+  ASSERT_TRUE(publicKey && privateKey);
+  const auto block = SecKeyCreateEncryptedData(*publicKey, kSecKeyAlgorithmRSAEncryptionPKCS1, "text");
+  const auto text = SecKeyCreateDecryptedData(*privateKey, kSecKeyAlgorithmRSAEncryptionPKCS1, block->view());
+  ASSERT_TRUE(text);
+  EXPECT_EQ(text->view(), "text") << "the halves are of one pair";
+}
+
+class ManyProcesses : public testing::TestWithParam<Session> {
+ private:
+  test::User user_{GetParam()};
+};
+INSTANTIATE_TEST_SUITE_P(In, ManyProcesses, testing::ValuesIn(test::allSessions),
+                         testing::PrintToStringParamName());
+
+TEST_P(ManyProcesses, LoseNothingOfEachOther) {
+  // No thread of a library may be alive in this process when it forks.
+  ASSERT_EQ(exitStatusOf(inChild([] { return add("untouched"); })), 0);
+  Pipe start = platform::makePipe();
+  Pipe running = platform::makePipe();
+  ASSERT_TRUE(platform::makeNonBlocking(running.readEnd.get()));
+  std::vector<pid_t> writing;
+  std::vector<pid_t> reading;
+  for (int writer = 0; writer < writers; ++writer) {
+    writing.push_back(inChild([&] {
+      waitForEnd(start);
+      return write(std::to_string(writer) + "/");
+    }));
+  }
+  for (int reader = 0; reader < readers; ++reader) {
+    reading.push_back(inChild([&] {
+      running.writeEnd.reset();
+      waitForEnd(start);
+      return read(running.readEnd.get());
+    }));
+  }
+  running.writeEnd.reset();
+  start.writeEnd.reset();
+  std::array<int, pairTorn + 1> endings{};
+  for (const pid_t child : writing) ++endings.at(static_cast<std::size_t>(exitStatusOf(child)));
+  EXPECT_EQ(endings, (std::array{writers - 1, 1, 0, 0, 0, 0})) << "one pair, and every write succeeds";
+  for (const pid_t child : reading) EXPECT_EQ(exitStatusOf(child), well);
+  expectNothingLost();
+}
+
+}  // namespace
+}  // namespace quelto::keychain
