@@ -9,8 +9,8 @@ enum class AuthStore {
   secureFile = 1,
 };
 
-/// The store that the variable AUTH_STORE asks for at this moment: the password file when it is a decimal
-/// integer of the value 1, else the keychain. To be asked anew before every operation. Thread-safe.
+/// The store that AUTH_STORE names at this moment: the password file when it is a decimal integer of the
+/// value 1, else the keychain. To be asked again before every operation. Thread-safe.
 [[nodiscard]] AuthStore getStore();
 
 }  // namespace quelto::credentials

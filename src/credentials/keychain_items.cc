@@ -11,10 +11,10 @@
 namespace quelto::credentials {
 namespace {
 
+using items::SecPasswordStruct;
 using keychain::SecData;
 using keychain::SecDictionary;
 using keychain::SecValue;
-using items::SecPasswordStruct;
 using platform::Secret;
 
 /// Held by every account look-up from beginning to end. Never destroyed.

@@ -8,8 +8,8 @@
 #include "platform/secrets/secret.h"
 
 /// The credential store's operations on the keychain. Any failure of the keychain gives absent or false, and
-/// nothing is shown. Each request to the keychain ends within the time that sec_item.h gives; an addition makes
-/// two, a deletion one more than there are items. Thread-safe.
+/// nothing is shown. Each request to the keychain ends within the time that sec_item.h gives; an addition
+/// makes two, a deletion one more than there are items. Thread-safe.
 namespace quelto::credentials {
 
 /// The secret of the first item that matches; absent also when it is not UTF-8.
@@ -31,8 +31,8 @@ struct SecItemAddition {
   /// The name and the paths of the access list that a new item gets; see `items::accessListOf`.
   std::string accessName;
   std::vector<std::string> trustedAppPaths;
-  /// Attributes in which a stored item may differ from `settings` and still be the same item. The description of
-  /// a secure note is never ignored.
+  /// Attributes in which a stored item may differ from `settings` and still be the same item. The description
+  /// of a secure note is never ignored.
   std::vector<keychain::SecDictionaryKey> findIgnores;
 };
 

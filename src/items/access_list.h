@@ -7,8 +7,8 @@
 
 namespace quelto::items {
 
-/// An access list of this name, of those paths where something is, in their order; null when nothing is at any
-/// of them. Thread-safe.
+/// An access list of this name, of those paths where something is, in their order; null when nothing is at
+/// any of them. Thread-safe.
 [[nodiscard]] keychain::SecAccessRef accessListOf(const std::string& accessName,
                                                   const std::vector<std::string>& trustedAppPaths);
 

@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/// Protocols and authentication types have codes of four bytes, which are written as four characters. The two
-/// pack them in opposite orders. 0 means no code. All functions are thread-safe.
+/// Protocols and authentication types have codes of four bytes, written as four characters. The two kinds
+/// pack the bytes in opposite orders. 0 means no code. All functions are thread-safe.
 namespace quelto::items {
 
 /// "ssh " is 0x73736820: the first character is the highest byte.
@@ -15,8 +15,7 @@ enum class SecProtocolType : std::uint32_t {};
 /// "dflt" is 0x746C6664: the first character is the lowest byte.
 enum class SecAuthenticationType : std::uint32_t {};
 
-/// Absent unless the name is exactly four ASCII characters, each of which a person would count as one: CR LF
-/// is one.
+/// Absent unless the name is exactly four ASCII characters as a person counts them: CR LF is one.
 [[nodiscard]] std::optional<SecProtocolType> createSecProtocolType(std::optional<std::string_view> name);
 [[nodiscard]] std::optional<SecAuthenticationType> createSecAuthenticationType(
     std::optional<std::string_view> name);

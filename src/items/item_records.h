@@ -11,8 +11,8 @@
 #include "items/four_char_code.h"
 #include "keychain/sec_dictionary.h"
 
-/// What is known of an item, without its secret. An absent field is part neither of the item nor of a search for
-/// it.
+/// What is known of an item, without its secret. An absent field is part neither of the item nor of a search
+/// for it.
 namespace quelto::items {
 
 struct GeneralPassword {
@@ -63,8 +63,8 @@ using SecPasswordStruct = std::variant<GeneralPassword, InternetPassword, Secure
 [[nodiscard]] keychain::SecDictionary buildMatchDicton(const SecPasswordStruct& record);
 
 /// An item's section in the password file, up to its password and times: its keys, in the order in which they
-/// are written, with the record's fields. An absent text is the empty text, an absent port "0", an absent code
-/// four NULs. Thread-safe.
+/// are written, with the record's fields. An absent text is the empty text, an absent port "0", an absent
+/// code four NULs. Thread-safe.
 using ItemEntry = std::vector<std::pair<std::string_view, std::string>>;
 [[nodiscard]] ItemEntry entryOf(const SecPasswordStruct& record);
 

@@ -3,7 +3,7 @@
 #include <string>
 
 /// Texts that name this program in the items that it keeps. Each is made on first use, in the language of
-/// that moment, and stays for the life of the process. Thread-safe.
+/// that moment, and kept for the life of the process. Thread-safe.
 namespace quelto::items {
 
 /// The program's title.

@@ -11,7 +11,7 @@ namespace {
 constexpr std::array keyTypes{kSecAttrKeyTypeRSA};
 constexpr std::array keyClasses{kSecAttrKeyClassPublic, kSecAttrKeyClassPrivate};
 
-/// A longer key takes minutes to make, and OpenSSL does not use it.
+/// A longer key takes minutes to make, and OpenSSL refuses to use it.
 constexpr std::int64_t maximumKeyBits = 16384;
 
 enum class ValueType { text, number, flag, bytes, constant };
@@ -21,7 +21,7 @@ constexpr unsigned generic = bitOf(ItemClass::genericPassword);
 constexpr unsigned internet = bitOf(ItemClass::internetPassword);
 constexpr unsigned key = bitOf(ItemClass::key);
 
-/// An attribute that items are stored and found by, under the name that its key has.
+/// An attribute that items are stored and found by; its name is that of its key.
 struct AttributeRow {
   SecDictionaryKey name;
   ValueType type;
@@ -76,13 +76,13 @@ std::optional<ItemClass> classOf(const SecDictionary& dictionary) {
   return row != classRows.end() ? std::optional(row->itemClass) : std::nullopt;
 }
 
-/// Null when the attribute is none of the class.
+/// Null when the class does not have the attribute.
 const AttributeRow* rowOf(SecDictionaryKey name, ItemClass itemClass) {
   const auto row = std::ranges::find(attributeRows, name, &AttributeRow::name);
   return row != attributeRows.end() && (row->classes & bitOf(itemClass)) != 0 ? &*row : nullptr;
 }
 
-/// What a place keeps of a value; absent when it is not of the row's type.
+/// The text that a place keeps for a value; absent when the value is not of the row's type.
 std::optional<std::string> storedText(const AttributeRow& row, const SecValue& value) {
   switch (row.type) {
     case ValueType::text:
@@ -109,7 +109,7 @@ std::optional<std::string> storedText(const AttributeRow& row, const SecValue& v
   return std::nullopt;
 }
 
-/// The way back.
+/// The value that a place keeps as this text; absent when the text is not of the row's type.
 std::optional<SecValue> valueOf(const AttributeRow& row, const std::string& text) {
   switch (row.type) {
     case ValueType::text:
@@ -135,7 +135,7 @@ std::optional<SecValue> valueOf(const AttributeRow& row, const std::string& text
   return std::nullopt;
 }
 
-/// Whether the entry is an attribute of the class; then it is in `attributes`.
+/// Puts the entry into `attributes`; false when it is not an attribute of the class.
 bool takeAttribute(const SecDictionary::Entry& entry, ItemClass itemClass, Attributes& attributes) {
   const AttributeRow* row = rowOf(entry.first, itemClass);
   auto text = row != nullptr ? storedText(*row, entry.second) : std::nullopt;
@@ -144,7 +144,7 @@ bool takeAttribute(const SecDictionary::Entry& entry, ItemClass itemClass, Attri
   return true;
 }
 
-/// The switch of the query that the key names; null when it names none.
+/// The switch of the query that the key names; null for another key.
 bool* switchOf(ItemQuery& query, SecDictionaryKey name) {
   if (name == kSecReturnData) return &query.returnsData;
   if (name == kSecReturnAttributes) return &query.returnsAttributes;
@@ -188,7 +188,7 @@ std::optional<platform::Secret> dataOf(const SecValue& value) {
 
 using DictionaryRef = std::shared_ptr<const SecDictionary>;
 
-/// The attributes of one half, which have to make it permanent and name its class.
+/// Takes the attributes of one half; false unless they make it permanent and name its class.
 bool takeHalf(const SecDictionary& pair, SecDictionaryKey name, SecConstant keyClass, Item& half) {
   const auto* attributes = pair.find<DictionaryRef>(name);
   if (attributes == nullptr || *attributes == nullptr) return false;

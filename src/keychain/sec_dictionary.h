@@ -46,7 +46,7 @@ class SecDictionary {
   SecDictionary() = default;
   SecDictionary(std::initializer_list<Entry> entries) : entries_(entries) {}
 
-  /// Sets or replaces. The key must live as long as the dictionary, as the constants do.
+  /// Sets or replaces a value. The key must live as long as the dictionary, as the constants below do.
   void set(SecDictionaryKey key, SecValue value);
   /// Does nothing when the key is not there.
   void remove(SecDictionaryKey key);

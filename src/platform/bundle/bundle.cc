@@ -18,11 +18,11 @@ namespace {
 std::string runningExecutable() {
   std::array<char, PATH_MAX> path;
   const ssize_t length = ::readlink("/proc/self/exe", path.data(), path.size());
-  // A result that fills the buffer may have been cut.
+  // A result that fills the buffer may be cut off.
   if (length > 0 && static_cast<std::size_t>(length) < path.size()) {
     return {path.data(), static_cast<std::size_t>(length)};
   }
-  // Without /proc: the path that the program was started by, as far as it tells anything.
+  // Without /proc: the path that the program was started by, if it is absolute.
   const auto* const started =
       reinterpret_cast<const char*>(::getauxval(AT_EXECFN));  // NOLINT(performance-no-int-to-ptr)
   const std::unique_ptr<char, decltype(&std::free)> resolved(

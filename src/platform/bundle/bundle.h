@@ -11,8 +11,8 @@ namespace quelto::platform {
 /// thread-safe.
 class Bundle {
  public:
-  /// The bundle of an executable, given by its absolute path. The empty path stands for an unknown one: every
-  /// answer is then absent or empty.
+  /// The bundle of an executable, given by its absolute path. With an empty path, for an unknown executable,
+  /// every answer is absent or empty.
   explicit Bundle(std::string executablePath);
 
   /// The bundle of the running program. Made on first use, never destroyed.
@@ -24,11 +24,11 @@ class Bundle {
   /// The folder of the resources; empty for an unknown executable.
   [[nodiscard]] const std::string& resourceFolder() const { return resourceFolder_; }
 
-  /// The path of a resource, by its file name; absent when nothing of that name is there.
+  /// The path of a resource, by its file name; absent when it does not exist.
   [[nodiscard]] std::optional<std::string> pathForResource(const std::string& name) const;
 
-  /// Where the information dictionary is to be found, and where a module of the given file name is; whether
-  /// anything stands there is not asked. Empty for an unknown executable.
+  /// The paths of the information dictionary and of a module with this file name, whether or not they exist.
+  /// Empty for an unknown executable.
   [[nodiscard]] const std::string& infoPath() const { return infoPath_; }
   [[nodiscard]] std::string pathForModule(const std::string& fileName) const;
 

@@ -2,8 +2,8 @@
 
 namespace quelto::platform {
 
-/// Opens one of our own modules, found in the bundle, and returns its entry function; null when the module or
-/// something that it needs is not installed. A module stays open until the process ends. Thread-safe.
+/// Opens one of our modules in the bundle and returns its entry function; null when the module or a library
+/// that it needs is not installed. A module stays open until the process ends. Thread-safe.
 [[nodiscard]] void* moduleEntry(const char* fileName, const char* entryName);
 
 /// The same with the type that the entry function is declared with.

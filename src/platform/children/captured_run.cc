@@ -45,7 +45,7 @@ std::size_t takeSome(int fd, std::size_t most, LimitedText& text) {
   return count.value_or(0);
 }
 
-/// Reads what is in the pipe at this moment and no more: a background job may go on writing for ever.
+/// Reads what is in the pipe at this moment and no more: a background job may write for ever.
 void drain(int fd, LimitedText& text) {
   int waiting = 0;
   if (::ioctl(fd, FIONREAD, &waiting) != 0) return;
@@ -57,7 +57,7 @@ void drain(int fd, LimitedText& text) {
 }
 
 /// Reads until the input ends or the child does, whichever comes first. Where the kernel gives no descriptor
-/// for the child's end (-1, which poll passes over), only the end of the input counts.
+/// for the child's end (-1, which poll ignores), only the end of the input counts.
 void readUntilChildEnds(int input, int childEnd, LimitedText& text) {
   std::array<pollfd, 2> requests{pollfd{.fd = input, .events = POLLIN, .revents = 0},
                                  pollfd{.fd = childEnd, .events = POLLIN, .revents = 0}};

@@ -17,16 +17,16 @@ struct CapturedOutput {
   std::optional<std::string> output;
 };
 
-/// One run of a child with its standard output captured. The caller may do other work between `start` and
+/// One run of a child whose standard output is captured. The caller may do other work between `start` and
 /// `finish`; a run that was started must be finished. One thread.
 class CapturedRun {
  public:
   /// False when the child cannot be started.
   [[nodiscard]] bool start(ChildOptions options);
 
-  /// Waits for the child's end, without a time limit. What the child left running in the background, still
-  /// holding the output, is not waited for: the output ends with what was written by the time the child
-  /// ended. At most `limit` bytes are kept.
+  /// Waits for the child's end, without a time limit, but not for background processes of the child that
+  /// still hold the output: it ends with what was written by the time the child ended. At most `limit` bytes
+  /// are kept.
   [[nodiscard]] CapturedOutput finish(std::size_t limit);
 
  private:

@@ -22,14 +22,14 @@ namespace {
 
 bool holdsNul(const std::string& text) { return text.find('\0') != std::string::npos; }
 
-/// A NUL would silently cut the word for the child.
+/// The child would silently get only what precedes a NUL.
 bool canBePassed(const ChildOptions& options) {
   return !holdsNul(options.program) && std::ranges::none_of(options.arguments, holdsNul) &&
          std::ranges::none_of(options.environment, holdsNul);
 }
 
 void appendPointers(std::vector<char*>& pointers, const std::vector<std::string>& words) {
-  // The child gets copies; the C interface merely lacks a const.
+  // The child gets copies; the C interface lacks a const.
   for (const std::string& word : words) pointers.push_back(const_cast<char*>(word.c_str()));
   pointers.push_back(nullptr);
 }

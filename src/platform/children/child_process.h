@@ -10,9 +10,9 @@ namespace quelto::platform {
 struct ChildOptions;
 class UniqueFd;
 
-/// One child process. `launch` and `waitUntilExit` belong to one thread; `terminate` may be called by any
-/// thread and by a signal handler at any time. Constant-initialised and trivially destroyed, so that a
-/// handler may hold on to a process-wide one.
+/// One child process. `launch` and `waitUntilExit` are for one thread; any thread and any signal handler may
+/// call `terminate` at any time. Constant-initialised and trivially destroyed, so that a handler may use a
+/// process-wide one.
 class ChildProcess {
  public:
   constexpr ChildProcess() noexcept = default;
@@ -24,20 +24,20 @@ class ChildProcess {
   [[nodiscard]] bool launch(const ChildOptions& options);
 
   /// Waits for the end of the launched child and returns its termination status: the exit status, or the
-  /// number of the signal that ended it. To be called exactly once for each successful launch.
+  /// number of the signal that ended it. To be called exactly once after each successful launch.
   [[nodiscard]] int waitUntilExit();
 
   /// Ends the child at once, whatever it is doing. Between `launch` and `waitUntilExit` only.
   void kill() const;
 
-  /// A descriptor that turns readable when the launched child has ended; empty when there is none to be had.
+  /// A descriptor that becomes readable when the launched child has ended; empty where the kernel has none.
   [[nodiscard]] UniqueFd exitDescriptor() const;
 
-  /// Sends the child SIGTERM while it runs, does nothing before and after; errno is kept. Signal-safe.
+  /// Sends SIGTERM to the child while it runs; does nothing before and after. Keeps errno. Signal-safe.
   void terminate() noexcept;
 
  private:
-  /// The id for `terminate`; 0 while there is no child, or none any more.
+  /// The id for `terminate`; 0 while no child runs.
   std::atomic<pid_t> reachableId_{0};
   std::atomic<int> callersInTerminate_{0};
   pid_t id_ = 0;

@@ -6,8 +6,8 @@
 
 namespace quelto::platform {
 
-/// `waitUntilExit` first hides the id, then waits for everyone in here, then reaps: the id that is read here
-/// cannot belong to another process. Signal-safe.
+/// `waitUntilExit` first hides the id, then waits for every caller in here, then reaps: the id that is read
+/// here cannot belong to another process. Signal-safe.
 void ChildProcess::terminate() noexcept {
   const int saved = errno;
   callersInTerminate_.fetch_add(1);

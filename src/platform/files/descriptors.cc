@@ -8,7 +8,7 @@
 namespace quelto::platform {
 namespace {
 
-/// Children are given descriptors below this one only.
+/// Children are given descriptors below this number only.
 constexpr int lowestNumber = 16;
 
 }  // namespace

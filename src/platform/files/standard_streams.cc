@@ -12,7 +12,7 @@ namespace quelto::platform {
 namespace {
 
 bool writeTo(int fd, std::string_view text) {
-  // Whether somebody still reads must not decide how this program ends.
+  // A reader that is gone must not end this program by a signal.
   const IgnoredBrokenPipe ignored;
   return writeAll(fd, text);
 }
@@ -22,8 +22,9 @@ bool writeTo(int fd, std::string_view text) {
 bool openMissingStandardStreams() {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
-    // SECURITY: a number left free here would go to the next socket or file we open, and ssh would read or
-    // write it as its own stream. The lowest free number is this one; it stays open across exec on purpose.
+    // SECURITY: the next socket or file that we open would get a number left free here, and ssh would read or
+    // write it as its own stream. Open returns the lowest free number, which is this one; it stays open
+    // across exec on purpose.
     if (::open("/dev/null", O_RDWR) != fd) return false;
   }
   return true;

@@ -4,8 +4,8 @@
 
 namespace quelto::platform {
 
-/// Owns one descriptor and closes it. Every descriptor that this program opens has exactly one of these; a
-/// bare `int` parameter elsewhere is borrowed for the call.
+/// Owns one descriptor and closes it. Every descriptor that this program opens has exactly one owner; an
+/// `int` parameter elsewhere is borrowed for the call.
 class UniqueFd {
  public:
   UniqueFd() noexcept = default;

@@ -7,7 +7,7 @@
 namespace quelto::platform {
 namespace {
 
-/// How many there are, and what was set before the first. Never destroyed.
+/// How many objects live, and the setting before the first. Never destroyed.
 struct State {
   std::mutex mutex;
   int count = 0;
@@ -29,7 +29,7 @@ CoreDumpsOff::CoreDumpsOff() {
 
 CoreDumpsOff::~CoreDumpsOff() {
   const std::lock_guard lock(state.mutex);
-  // Only 0 and 1 can be set; any other value was not ours to change.
+  // Only 0 and 1 can be set; any other value was not set by us.
   if (--state.count == 0 && state.before == 1) setDumpable(1);
 }
 

@@ -2,9 +2,8 @@
 
 namespace quelto::platform {
 
-/// No core file is written as long as one of these lives, nor may another process of the user look into this
-/// one's memory (prctl(2), PR_SET_DUMPABLE). Programs that are started meanwhile are not concerned.
-/// Thread-safe.
+/// As long as one of these lives, the process writes no core file, and no other process of the user can read
+/// its memory (prctl(2), PR_SET_DUMPABLE). Children are not affected. Thread-safe.
 class CoreDumpsOff {
  public:
   CoreDumpsOff();

@@ -6,8 +6,8 @@
 
 namespace quelto::platform {
 
-/// Bytes that must not stay in memory: every buffer that held them is overwritten before it is freed. May
-/// hold any bytes, NUL included. Copying is explicit, so that no copy is left behind unseen.
+/// Bytes that must not stay in memory: every buffer that held them is overwritten before it is freed. Any
+/// bytes, NUL included. Copies are explicit, so that none is made by accident.
 class Secret {
  public:
   Secret() = default;
@@ -24,7 +24,7 @@ class Secret {
   [[nodiscard]] std::string_view view() const { return {bytes_.data(), bytes_.size()}; }
   [[nodiscard]] std::size_t size() const { return bytes_.size(); }
 
-  /// Room of exactly so many bytes, for a library to write into.
+  /// A buffer of exactly this size, for a library to write into.
   [[nodiscard]] static Secret ofSize(std::size_t size);
   [[nodiscard]] char* data() { return bytes_.data(); }
   /// Cuts off the end; never grows.

@@ -4,7 +4,7 @@
 
 namespace quelto::platform {
 
-/// Gives the signals back to their default action, in the order given; errno is kept. Signal-safe.
+/// Resets the signals to their default action, in the order given; keeps errno. Signal-safe.
 void resetSignals(std::span<const int> signals) noexcept;
 
 }  // namespace quelto::platform

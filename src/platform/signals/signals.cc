@@ -14,14 +14,14 @@ struct SignalState {
 };
 constinit SignalState atStart;
 
-/// The signals with a name. The others are ignored nowhere, and so reach a child as they reached us.
+/// The standard signals. Real-time signals are never ignored here, so a child gets them as we did.
 constexpr int signalsEnd = 32;
 
 bool isMember(const sigset_t& set, int signal) { return sigismember(&set, signal) == 1; }
 
 bool canBeChanged(int signal) { return signal != SIGKILL && signal != SIGSTOP && signal != SIGCHLD; }
 
-/// The current action of a signal; false for the numbers that the C library keeps for itself.
+/// The current action of a signal; false for the numbers that the C library reserves.
 bool readAction(int signal, struct sigaction& action) { return ::sigaction(signal, nullptr, &action) == 0; }
 
 sigset_t ignoredNow() {
@@ -74,8 +74,7 @@ IgnoredBrokenPipe::~IgnoredBrokenPipe() {
   const sigset_t pipe = setOf(std::array{SIGPIPE});
   constexpr timespec noWait{};
   const int saved = errno;
-  // What a write raised meanwhile is taken off, unless the signal was blocked before and is somebody else's
-  // matter.
+  // Discards what a write raised meanwhile, unless the signal was blocked before: then its owner handles it.
   if (!isMember(maskBefore_, SIGPIPE)) ::sigtimedwait(&pipe, nullptr, &noWait);
   ::pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr);
   errno = saved;

@@ -6,17 +6,17 @@
 
 namespace quelto::platform {
 
-/// Records the signal mask and the ignored signals that this process was started with, for the children to
-/// come, and makes SIGCHLD default: a caller that ignores it would otherwise cost us every exit status.
-/// Second call of the process, before any library can change a disposition.
+/// Records the signal mask and the ignored signals that this process was started with, for its children, and
+/// gives SIGCHLD its default action: inherited as ignored, it would lose us every exit status. To be called
+/// at the start, right after `openMissingStandardStreams`, before any library can change a disposition.
 void rememberSignalsAtStart();
 
 /// Routes each signal, in the order given, to the handler with the semantics of BSD `signal`: the handler
-/// stays installed and interrupted calls go on. While it runs on a thread, all of `signals` wait there.
+/// stays installed and interrupted calls go on. While it runs, all of `signals` are blocked on its thread.
 void routeSignals(std::span<const int> signals, void (*handler)(int));
 
-/// Holds signals back from the calling thread. The destructor lets exactly these through, also those that
-/// the process was started with blocked: a signal that is routed must arrive.
+/// Blocks signals on the calling thread. The destructor unblocks exactly these, even if the process was
+/// started with them blocked: a signal that is routed must arrive.
 class BlockedSignals {
  public:
   explicit BlockedSignals(std::span<const int> signals);
@@ -40,9 +40,9 @@ class IgnoredBrokenPipe {
   sigset_t maskBefore_;
 };
 
-/// The signal state for a child to be spawned: that of our own start. While it lives, what was ignored then
-/// is ignored again, since a spawned child can be told to take a signal's default but not to ignore it.
-/// SIGCHLD is left at its default: the status of a child that ends within that time would be lost.
+/// The signal state for a child to be spawned: that of our own start. As long as the object lives, what was
+/// ignored then is ignored again, since posix_spawn can reset a signal to its default but not ignore it.
+/// SIGCHLD keeps its default: the status of a child that ends meanwhile would be lost.
 class ChildSignals {
  public:
   ChildSignals();
@@ -52,7 +52,7 @@ class ChildSignals {
 
   /// The mask of our start.
   [[nodiscard]] const sigset_t& blocked() const;
-  /// What this process ignores now and did not at its start.
+  /// What this process ignores now but did not at its start.
   [[nodiscard]] const sigset_t& resetToDefault() const { return resetToDefault_; }
 
  private:

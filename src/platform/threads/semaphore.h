@@ -17,7 +17,7 @@ class Semaphore {
     changed_.notify_one();
   }
 
-  /// Takes one count; false when none came within the limit, and then none is taken.
+  /// Takes one count; false, and none is taken, when there is none within the limit.
   [[nodiscard]] bool waitFor(std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
     if (!changed_.wait_for(lock, limit, [this] { return count_ > 0; })) return false;

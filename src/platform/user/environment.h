@@ -10,7 +10,7 @@ namespace quelto::platform {
 /// This process never changes its environment, so any thread may call it.
 [[nodiscard]] std::optional<std::string> environmentValue(const char* name);
 
-/// Every entry of the environment as it was handed to this process, also those without "=".
+/// Every entry of this process's environment, including those without "=".
 [[nodiscard]] std::vector<std::string> environmentEntries();
 
 }  // namespace quelto::platform

@@ -11,7 +11,7 @@
 namespace quelto::platform {
 namespace {
 
-/// Entries of large directory services exceed any fixed buffer; a database that asks for more than this is
+/// Entries of large directory services exceed any fixed buffer; a database that needs more than this is
 /// broken.
 constexpr std::size_t maximumEntrySize = std::size_t{1} << 20;
 

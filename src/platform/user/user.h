@@ -14,8 +14,8 @@ struct PasswordEntry {
 /// Absent when the database has no entry for the user or cannot be asked. Thread-safe.
 [[nodiscard]] std::optional<PasswordEntry> passwordEntryOfCurrentUser();
 
-/// The login name: from the password database, else LOGNAME, else the empty text. `$USER` is not asked, since
-/// anybody on the way to this process may have changed it.
+/// The login name: from the password database, else LOGNAME, else the empty text. `$USER` is not used, since
+/// any program between the login and this process may have changed it.
 [[nodiscard]] std::string userName();
 
 /// `$HOME` when it is an absolute path, else the password database's home folder; absent when neither is
@@ -23,7 +23,7 @@ struct PasswordEntry {
 [[nodiscard]] std::optional<std::string> homeFolder();
 
 /// The folder for what this program keeps for the user: "quelto" in `$XDG_DATA_HOME` when that is an absolute
-/// path, else in ".local/share" of the home folder; absent without a home folder. Not made here.
+/// path, else in ".local/share" of the home folder; absent without a home folder. Not created here.
 [[nodiscard]] std::optional<std::string> dataFolder();
 
 }  // namespace quelto::platform
