@@ -24,10 +24,10 @@ using test::User;
 const SecDictionary::Entry generic{kSecClass, kSecClassGenericPassword};
 const SecDictionary::Entry one{kSecMatchLimit, kSecMatchLimitOne};
 
-SecData data(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
+SecData asData(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
 
 OSStatus add(SecDictionary attributes, std::string_view secret = "s3cret") {
-  attributes.set(kSecValueData, data(secret));
+  attributes.set(kSecValueData, asData(secret));
   return SecItemAdd(attributes);
 }
 
@@ -49,7 +49,7 @@ std::string placeOf(const User& user) { return contentOf(user.data("keychain-pla
 void expectOfStored(OSStatus status, const char* name) {
   SCOPED_TRACE(name);
   EXPECT_EQ(SecItemCopyMatching({generic}, nullptr), status);
-  EXPECT_EQ(SecItemUpdate({generic, one}, {{kSecValueData, data("x")}}), status);
+  EXPECT_EQ(SecItemUpdate({generic, one}, {{kSecValueData, asData("x")}}), status);
   EXPECT_EQ(SecItemDelete({generic, one}), status);
 }
 

@@ -25,13 +25,13 @@ constexpr int itemsOfEach = 4;
 const SecDictionary::Entry generic{kSecClass, kSecClassGenericPassword};
 const SecDictionary::Entry one{kSecMatchLimit, kSecMatchLimitOne};
 
-SecData data(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
+SecData asData(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
 
 SecDictionary itemOf(const std::string& account) { return {generic, {kSecAttrAccount, account}}; }
 
 OSStatus add(const std::string& account) {
   SecDictionary item = itemOf(account);
-  item.set(kSecValueData, data("secret of " + account));
+  item.set(kSecValueData, asData("secret of " + account));
   return SecItemAdd(item);
 }
 
@@ -44,7 +44,7 @@ bool isThere(const std::string& account, const std::string& secret) {
 
 SecDictionary halfOf(SecConstant keyClass) {
   return {{kSecAttrKeyClass, keyClass},
-          {kSecAttrApplicationTag, data(keyClass == kSecAttrKeyClassPrivate ? "t.private" : "t.public")}};
+          {kSecAttrApplicationTag, asData(keyClass == kSecAttrKeyClassPrivate ? "t.private" : "t.public")}};
 }
 
 OSStatus addPair() {
@@ -101,7 +101,7 @@ Ending write(const std::string& name) {
   SecDictionary changed = itemOf(name + "0");
   SecDictionary deleted = itemOf(name + "1");
   for (SecDictionary* query : {&changed, &deleted}) query->set(one.first, one.second);
-  if (SecItemUpdate(changed, {{kSecValueData, data("changed")}}) != errSecSuccess) return writeFailed;
+  if (SecItemUpdate(changed, {{kSecValueData, asData("changed")}}) != errSecSuccess) return writeFailed;
   if (SecItemDelete(deleted) != errSecSuccess) return writeFailed;
   const OSStatus status = addPair();
   if (status == errSecSuccess) return madeThePair;

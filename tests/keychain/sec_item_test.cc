@@ -13,19 +13,19 @@ using test::Session;
 using test::User;
 using Entry = SecDictionary::Entry;
 
-SecData data(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
+SecData asData(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
 
 const Entry generic{kSecClass, kSecClassGenericPassword};
 const Entry internet{kSecClass, kSecClassInternetPassword};
 
 OSStatus add(SecDictionary attributes, std::string_view secret = "s3cret") {
-  attributes.set(kSecValueData, data(secret));
+  attributes.set(kSecValueData, asData(secret));
   return SecItemAdd(attributes);
 }
 
 TEST(SecItemDictionaries, MalformedOnesAreRefused) {
   const User user(Session::server);
-  const Entry someData{kSecValueData, data("x")};
+  const Entry someData{kSecValueData, asData("x")};
   const Entry anyKey{kSecClass, kSecClassKey};
   const Entry one{kSecMatchLimit, kSecMatchLimitOne};
   const SecDictionary good{generic, {kSecAttrAccount, std::string("a")}, one};
