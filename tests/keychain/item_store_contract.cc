@@ -4,11 +4,8 @@
 
 namespace quelto::test {
 
-using namespace platform;            // NOLINT(google-build-using-namespace): the statuses
-using namespace platform::keychain;  // NOLINT(google-build-using-namespace)
+using namespace keychain;  // NOLINT(google-build-using-namespace)
 using Want = ItemStore::Want;
-
-GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(ItemStoreContract);
 
 namespace {
 
@@ -16,14 +13,18 @@ constexpr auto generic = ItemClass::genericPassword;
 constexpr auto internet = ItemClass::internetPassword;
 constexpr auto key = ItemClass::key;
 
-const std::vector<std::string> genericIdentity{"account", "service", "generic", "type"};
 const std::string notFound = "status " + std::to_string(errSecItemNotFound);
 
-Item item(ItemClass itemClass, Attributes attributes, std::string_view secret) {
+Item itemOf(ItemClass itemClass, Attributes attributes, std::string_view secret) {
   return {.itemClass = itemClass, .attributes = std::move(attributes), .secret = platform::Secret(secret)};
 }
 
 }  // namespace
+
+OSStatus ItemStoreContract::add(ItemClass itemClass, Attributes attributes, std::string_view secret) {
+  const Item item = itemOf(itemClass, std::move(attributes), secret);
+  return store().add({&item, 1});
+}
 
 std::string ItemStoreContract::secretOf(const ItemMatch& match) {
   Item found;
@@ -35,54 +36,50 @@ TEST_P(ItemStoreContract, GivesBackWhatItWasGivenByteForByte) {
   const std::string anyBytes("\0\xff\xc3(\n\xf0\x9f\x94\x91\0", 11);
   const std::string longText(65'536, 'x');
   const Item items[] = {
-      item(generic, {{"account", "alice"}, {"label", "A label"}}, "secret"),
-      item(generic, {{"account", "without a secret"}}, ""),
-      item(generic, {{"account", ""}, {"service", "s"}}, "an empty attribute"),
-      item(generic, {{"account", anyBytes}, {"label", anyBytes}, {"comment", anyBytes}}, anyBytes),
-      item(generic, {{"account", longText}, {"label", longText}}, longText),
-      item(generic, {{"account", longText + "y"}}, "alike for long"),
-      item(key,
-           {{"tag", "tag"}, {"keyclass", "1"}, {"keytype", "42"}, {"bits", "2048"}, {"applabel", anyBytes}},
-           std::string(4096, '\0')),
-      item(internet,
-           {{"account", "bob"},
-            {"server", "host"},
-            {"port", "22"},
-            {"protocol", "ssh "},
-            {"path", "/p"},
-            {"authtype", "dflt"},
-            {"domain", "realm"},
-            {"description", "d"},
-            {"access_name", "n"},
-            {"access_paths", "/a\n/b"},
-            {"type", "t"}},
-           "all attributes"),
+      itemOf(generic, {{"account", "alice"}, {"label", "A label"}}, "secret"),
+      itemOf(generic, {{"account", "without a secret"}}, ""),
+      itemOf(generic, {{"account", ""}, {"service", "s"}}, "an empty attribute"),
+      itemOf(generic, {{"account", anyBytes}, {"label", anyBytes}, {"comment", anyBytes}}, anyBytes),
+      itemOf(generic, {{"account", longText}, {"label", longText}}, longText),
+      itemOf(generic, {{"account", longText + "y"}}, "alike for long"),
+      itemOf(generic, {{"account", "data:,a%00b"}, {"label", "%41"}}, "what looks encoded"),
+      itemOf(key, {{"tag", anyBytes}, {"keyclass", "public"}, {"bits", "2048"}, {"applabel", anyBytes}},
+             std::string(4096, '\0')),
+      itemOf(internet,
+             {{"account", "bob"},
+              {"server", "host"},
+              {"port", "22"},
+              {"protocol", "ssh "},
+              {"path", "/p"},
+              {"authtype", "dflt"},
+              {"domain", "realm"},
+              {"description", "d"},
+              {"access_name", "n"},
+              {"access_path_1", "/a\n/b"},
+              {"type", "t"}},
+             "all attributes"),
   };
-  const std::vector<std::string> identity{"account", "service", "tag", "server"};
-  for (const Item& each : items)
-    ASSERT_EQ(store().add(each, identity), errSecSuccess) << each.secret.view().substr(0, 20);
-  for (const Item& each : items) {
+  for (const Item& item : items)
+    ASSERT_EQ(store().add({&item, 1}), errSecSuccess) << item.secret.view().substr(0, 20);
+  for (const Item& item : items) {
     for (const Want want : {Want::attributes, Want::attributesAndSecret}) {
       Item found;
-      ASSERT_EQ(store().find({each.itemClass, each.attributes}, want, found), errSecSuccess);
-      EXPECT_EQ(found.itemClass, each.itemClass);
-      EXPECT_TRUE(found.attributes == each.attributes) << each.secret.view().substr(0, 20);
-      EXPECT_TRUE(found.secret.view() == (want == Want::attributes ? "" : each.secret.view()));
+      ASSERT_EQ(store().find({item.itemClass, item.attributes}, want, found), errSecSuccess);
+      EXPECT_EQ(found.itemClass, item.itemClass);
+      EXPECT_TRUE(found.attributes == item.attributes) << item.secret.view().substr(0, 20);
+      EXPECT_TRUE(found.secret.view() == (want == Want::attributes ? "" : item.secret.view()));
     }
   }
 }
 
 TEST_P(ItemStoreContract, FindsTheOldestOfTheItemsThatEqualTheMatch) {
-  const std::vector<std::string> all{"account", "service", "generic", "type", "server", "label"};
-  for (const auto& [attributes, secret] : std::vector<std::pair<Attributes, const char*>>{
-           {{{"account", "a"}, {"service", "s"}, {"label", "one"}}, "1"},
-           {{{"account", "a"}, {"service", "s"}, {"label", "two"}}, "2"},
-           {{{"account", "a"}, {"service", "t"}, {"label", "two"}}, "3"},
-           {{{"account", "a"}, {"service", ""}}, "4"},
-           {{{"account", std::string("a\0b", 3)}, {"service", "s"}}, "5"}}) {
-    ASSERT_EQ(store().add(item(generic, attributes, secret), all), errSecSuccess);
-  }
-  ASSERT_EQ(store().add(item(internet, {{"account", "a"}, {"server", "h"}}, "6"), all), errSecSuccess);
+  ASSERT_EQ(add(generic, {{"account", "a"}, {"service", "s"}, {"label", "one"}}, "1"), errSecSuccess);
+  ASSERT_EQ(add(generic, {{"account", "a"}, {"service", "s"}, {"type", "t"}, {"label", "two"}}, "2"),
+            errSecSuccess);
+  ASSERT_EQ(add(generic, {{"account", "a"}, {"service", "t"}, {"label", "two"}}, "3"), errSecSuccess);
+  ASSERT_EQ(add(generic, {{"account", "a"}, {"service", ""}}, "4"), errSecSuccess);
+  ASSERT_EQ(add(generic, {{"account", std::string("a\0b", 3)}, {"service", "s"}}, "5"), errSecSuccess);
+  ASSERT_EQ(add(internet, {{"account", "a"}, {"server", "h"}}, "6"), errSecSuccess);
   struct Row {
     const char* name;
     ItemMatch match;
@@ -109,74 +106,96 @@ TEST_P(ItemStoreContract, FindsTheOldestOfTheItemsThatEqualTheMatch) {
   for (const Row& row : rows) EXPECT_EQ(secretOf(row.match), row.secret) << row.name;
 }
 
-TEST_P(ItemStoreContract, RefusesASecondItemOfTheSameIdentity) {
-  ASSERT_EQ(store().add(item(generic, {{"account", "a"}, {"generic", ""}, {"label", "L"}}, "first"),
-                        genericIdentity),
-            errSecSuccess);
+TEST_P(ItemStoreContract, TellsItemsApartByTheirIdentityAlone) {
+  struct Row {
+    ItemClass itemClass;
+    std::vector<std::string> identity;
+    std::vector<std::string> others;
+  };
+  const Row rows[] = {
+      {generic, {"account", "service", "generic", "type"}, {"label", "comment", "description"}},
+      {internet,
+       {"account", "server", "port", "protocol", "path", "authtype", "domain"},
+       {"label", "comment", "description", "type"}},
+      {key, {"tag", "keyclass", "keytype", "bits"}, {"label", "applabel", "permanent"}},
+  };
+  for (const Row& row : rows) {
+    ASSERT_EQ(add(row.itemClass, {{row.others[0], "x"}}), errSecSuccess) << "another class";
+    for (const std::string& name : row.identity) {
+      EXPECT_EQ(add(row.itemClass, {{name, ""}}), errSecDuplicateItem) << name << " empty, not missing";
+      EXPECT_EQ(add(row.itemClass, {{name, "x"}}), errSecSuccess) << name;
+      EXPECT_EQ(add(row.itemClass, {{name, "x"}, {row.others[0], "y"}}), errSecDuplicateItem) << name;
+      EXPECT_EQ(add(row.itemClass, {{name, "y"}}), errSecSuccess) << name << " of another value";
+    }
+    for (const std::string& name : row.others)
+      EXPECT_EQ(add(row.itemClass, {{name, "y"}}), errSecDuplicateItem) << name;
+  }
+}
+
+TEST_P(ItemStoreContract, AddsSeveralOrNone) {
+  ASSERT_EQ(add(key, {{"tag", "old"}, {"keyclass", "private"}}, "old"), errSecSuccess);
   struct Row {
     const char* name;
-    ItemClass itemClass;
-    Attributes attributes;
+    std::vector<Attributes> items;
     OSStatus status;
   };
   const Row rows[] = {
-      {"the same", generic, {{"account", "a"}, {"generic", ""}, {"label", "L"}}, errSecDuplicateItem},
-      {"empty instead of missing", generic, {{"account", "a"}, {"service", ""}}, errSecDuplicateItem},
-      {"missing instead of empty", generic, {{"account", "a"}}, errSecDuplicateItem},
-      {"another label", generic, {{"account", "a"}, {"label", "M"}}, errSecDuplicateItem},
-      {"another group", generic, {{"account", "a"}, {"generic", "g"}}, errSecSuccess},
-      {"nothing of the identity", generic, {{"label", "L"}}, errSecSuccess},
-      {"nothing of it again, but empty", generic, {{"type", ""}}, errSecDuplicateItem},
-      {"another class", key, {{"account", "a"}}, errSecSuccess},
+      {"none", {}, errSecSuccess},
+      {"the second is there",
+       {{{"tag", "old"}, {"keyclass", "public"}}, {{"tag", "old"}, {"keyclass", "private"}}},
+       errSecDuplicateItem},
+      {"the first is there",
+       {{{"tag", "old"}, {"keyclass", "private"}, {"label", "x"}}, {{"tag", "old"}, {"keyclass", "public"}}},
+       errSecDuplicateItem},
+      {"two of one identity", {{{"tag", "two"}}, {{"tag", "two"}, {"label", "x"}}}, errSecDuplicateItem},
+      {"a pair",
+       {{{"tag", "p"}, {"keyclass", "private"}}, {{"tag", "p"}, {"keyclass", "public"}}},
+       errSecSuccess},
   };
   for (const Row& row : rows) {
-    EXPECT_EQ(store().add(item(row.itemClass, row.attributes, "later"), genericIdentity), row.status)
-        << row.name;
+    std::vector<Item> items;
+    std::vector<std::string> before;
+    for (const Attributes& attributes : row.items) {
+      items.push_back(itemOf(key, attributes, row.name));
+      before.push_back(secretOf({key, attributes}));
+    }
+    EXPECT_EQ(store().add(items), row.status) << row.name;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      EXPECT_EQ(secretOf({key, row.items[i]}), row.status == errSecSuccess ? row.name : before[i])
+          << row.name;
+    }
   }
-  EXPECT_EQ(secretOf({generic, {{"account", "a"}}}), "first");
 }
 
-TEST_P(ItemStoreContract, UpdatesTheSecretAndNothingElse) {
-  const platform::Secret secret("new");
-  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, secret), errSecItemNotFound);
-  for (const char* service : {"1", "2", "3"}) {
-    ASSERT_EQ(store().add(item(generic, {{"account", "a"}, {"service", service}, {"label", "L"}}, service),
-                          genericIdentity),
-              errSecSuccess);
-  }
+TEST_P(ItemStoreContract, UpdatesAndRemovesTheFirstMatchAlone) {
+  const ItemMatch all{generic, {{"account", "a"}}};
+  const auto addOne = [this](const char* service) {
+    return add(generic, {{"account", "a"}, {"service", service}, {"label", "L"}}, service);
+  };
   const auto secrets = [this] {
-    std::string all;
+    std::string text;
     for (const char* service : {"1", "2", "3"})
-      all += secretOf({generic, {{"service", service}, {"label", "L"}}}) + " ";
-    return all;
+      text += secretOf({generic, {{"account", "a"}, {"service", service}, {"label", "L"}}}) + " ";
+    return text;
   };
-  EXPECT_EQ(store().updateSecret({generic, {{"account", "b"}}}, HowMany::all, secret), errSecItemNotFound);
-  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::first, secret), errSecSuccess);
-  EXPECT_EQ(secrets(), "new 2 3 ");
-  EXPECT_EQ(store().updateSecret({generic, {{"account", "a"}}}, HowMany::all, platform::Secret("")),
-            errSecSuccess);
-  EXPECT_EQ(secrets(), "   ");
-  Item found;
-  ASSERT_EQ(store().find({generic, {{"service", "1"}}}, Want::attributes, found), errSecSuccess);
-  EXPECT_EQ(found.attributes, (Attributes{{"account", "a"}, {"service", "1"}, {"label", "L"}}));
-}
+  EXPECT_EQ(store().updateSecret(all, platform::Secret("new")), errSecItemNotFound);
+  EXPECT_EQ(store().remove(all), errSecItemNotFound);
+  for (const char* service : {"1", "2", "3"}) ASSERT_EQ(addOne(service), errSecSuccess);
 
-TEST_P(ItemStoreContract, RemovesTheFirstMatchOrAll) {
-  const auto remaining = [this] { return secretOf({generic, {{"account", "a"}}}); };
-  const auto add = [this](const char* service) {
-    return store().add(item(generic, {{"account", "a"}, {"service", service}}, service), genericIdentity);
-  };
-  for (const char* service : {"1", "2", "3", "4"}) ASSERT_EQ(add(service), errSecSuccess);
-  EXPECT_EQ(store().remove({generic, {{"account", "b"}}}, HowMany::all), errSecItemNotFound);
-  EXPECT_EQ(store().remove({generic, {{"account", "a"}}}, HowMany::first), errSecSuccess);
-  EXPECT_EQ(remaining(), "2");
-  EXPECT_EQ(add("1"), errSecSuccess);
-  EXPECT_EQ(remaining(), "2") << "what was added again is the youngest";
-  EXPECT_EQ(store().remove({generic, {{"service", "2"}}}, HowMany::all), errSecSuccess);
-  EXPECT_EQ(remaining(), "3");
-  EXPECT_EQ(store().remove({generic, {{"account", "a"}}}, HowMany::all), errSecSuccess);
-  EXPECT_EQ(remaining(), notFound);
-  EXPECT_EQ(store().remove({generic, {{"account", "a"}}}, HowMany::all), errSecItemNotFound);
+  EXPECT_EQ(store().updateSecret({generic, {{"account", "b"}}}, platform::Secret("new")), errSecItemNotFound);
+  EXPECT_EQ(store().updateSecret({generic, {{"service", "2"}}}, platform::Secret("")), errSecSuccess);
+  EXPECT_EQ(store().updateSecret(all, platform::Secret("new")), errSecSuccess);
+  EXPECT_EQ(secrets(), "new  3 ") << "and nothing else was changed";
+
+  EXPECT_EQ(store().remove({generic, {{"account", "b"}}}), errSecItemNotFound);
+  EXPECT_EQ(store().remove(all), errSecSuccess);
+  EXPECT_EQ(secretOf(all), "");
+  EXPECT_EQ(addOne("1"), errSecSuccess);
+  EXPECT_EQ(secretOf(all), "") << "what was added again is the youngest";
+  EXPECT_EQ(store().remove({generic, {{"service", "2"}}}), errSecSuccess);
+  EXPECT_EQ(secretOf(all), "3");
+  EXPECT_EQ(store().remove(all) + store().remove(all), errSecSuccess);
+  EXPECT_EQ(store().remove(all), errSecItemNotFound);
 }
 
 }  // namespace quelto::test
