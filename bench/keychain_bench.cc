@@ -11,10 +11,9 @@
 
 #include "keychain/embedded/database.h"
 #include "keychain/embedded/embedded_keychain.h"
-#include "keychain/embedded/item_index.h"
+#include "keychain/embedded/item_table.h"
 #include "keychain/embedded/master_key.h"
 #include "keychain/embedded/schema.h"
-#include "keychain/embedded/stored_item.h"
 #include "keychain/embedded/transaction.h"
 #include "platform/files/private_folder.h"
 #include "tests/support/temporary_folder.h"
@@ -22,15 +21,14 @@
 namespace quelto::bench {
 namespace {
 
-using keychain::errSecItemNotFound;
-using keychain::errSecSuccess;
-using platform::Secret;
 using keychain::Attributes;
 using keychain::EmbeddedKeychain;
-using keychain::HowMany;
+using keychain::errSecItemNotFound;
+using keychain::errSecSuccess;
 using keychain::Item;
 using keychain::ItemClass;
 using keychain::ItemStore;
+using platform::Secret;
 
 /// Ends the program when a benchmark has not done what it measures.
 void require(bool condition, const char* otherwise) {
@@ -40,7 +38,6 @@ void require(bool condition, const char* otherwise) {
 /// A kind of item, numbered from 0, and how it is looked for.
 struct Kind {
   ItemClass itemClass;
-  std::vector<std::string> identity;
   Attributes (*attributes)(int number);
   Attributes (*match)(int number);
 };
@@ -75,7 +72,7 @@ Attributes matchOfSshAccount(int number) {
   return match;
 }
 
-/// The worst case: each value stands in half of the items, and what is looked for in none.
+/// Each value stands in half of the items, and what is looked for in none.
 Attributes alternating(int number) {
   Attributes attributes = sshAccount(number);
   attributes.insert_or_assign("server", host(number % 2));
@@ -86,14 +83,20 @@ Attributes matchOfAlternating(int number) {
   return {{"server", host(number % 2)}, {"port", std::to_string(23 - number % 2)}};
 }
 
-const Kind remembered{ItemClass::genericPassword,
-                      {"account", "service", "generic", "type"},
-                      rememberedName,
-                      matchOfRememberedName};
-const std::vector<std::string> internetIdentity{"account", "server",   "port",  "protocol",
-                                                "path",    "authtype", "domain"};
-const Kind ssh{ItemClass::internetPassword, internetIdentity, sshAccount, matchOfSshAccount};
-const Kind worst{ItemClass::internetPassword, internetIdentity, alternating, matchOfAlternating};
+/// The worst case: all items are of one server.
+Attributes sharingServer(int number) {
+  Attributes attributes = alternating(number);
+  attributes.insert_or_assign("server", host(0));
+  return attributes;
+}
+Attributes matchOfSharingServer(int number) {
+  return {{"server", host(0)}, {"path", std::to_string(number)}};
+}
+
+const Kind remembered{ItemClass::genericPassword, rememberedName, matchOfRememberedName};
+const Kind ssh{ItemClass::internetPassword, sshAccount, matchOfSshAccount};
+const Kind halves{ItemClass::internetPassword, alternating, matchOfAlternating};
+const Kind shared{ItemClass::internetPassword, sharingServer, matchOfSharingServer};
 
 Item itemOf(const Kind& kind, int number) {
   return {.itemClass = kind.itemClass,
@@ -107,16 +110,18 @@ class FilledKeychain {
  public:
   FilledKeychain(const Kind& kind, int items) : store(folder_.path()) {
     namespace embedded = keychain::embedded;
-    require(store.add(itemOf(kind, 0), kind.identity) == errSecSuccess, "the first item was not added");
-    const auto folder = keychain::PrivateFolder::openOrMake(folder_.path());
-    embedded::Database database(folder.pathOf(embedded::databaseName),
-                                embedded::Deadline(std::chrono::minutes(5)));
-    embedded::Transaction transaction(embedded::Transaction::Writing{database, folder});
-    const Secret key = masterKey(database, folder);
-    for (int number = 1; number < items; ++number) {
-      listItem(database, insertItem(database, key, itemOf(kind, number)));
-    }
+    add(kind, 0);
+    embedded::Database database(std::move(*platform::PrivateFolder::open(folder_.path())),
+                                embedded::databaseName, platform::Deadline(std::chrono::minutes(5)));
+    embedded::Transaction transaction(embedded::Transaction::Kind::writing, database);
+    embedded::ItemTable table(database, embedded::masterKey(database));
+    for (int number = 1; number < items; ++number) table.insert(itemOf(kind, number));
     transaction.commit();
+  }
+
+  void add(const Kind& kind, int number) {
+    const Item item = itemOf(kind, number);
+    require(store.add({&item, 1}) == errSecSuccess, "an item was not added");
   }
 
   [[nodiscard]] std::string path() const { return folder_.path(); }
@@ -175,23 +180,23 @@ void lookUpWhatIsNotThere(benchmark::State& state, const Kind& kind) {
   }
 }
 
-void worstLookUp(benchmark::State& state) {
-  ItemStore& store = filled(worst, state).store;
+/// Without a server: all items of the class are read.
+void lookUpByLabel(benchmark::State& state, const Kind& kind) {
+  FilledKeychain& keychain = filled(kind, state);
+  const Attributes match{{"label", host(static_cast<int>(state.range(0)) - 1)}};
   for (auto _ : state) {
     Item found;
-    require(store.find({worst.itemClass, worst.match(0)}, ItemStore::Want::attributes, found) ==
-                errSecItemNotFound,
-            "something was found");
+    require(keychain.store.find({kind.itemClass, match}, ItemStore::Want::attributes, found) == errSecSuccess,
+            "the item was not found");
   }
 }
 
 void add(benchmark::State& state, const Kind& kind) {
-  ItemStore& store = filled(kind, state).store;
+  FilledKeychain& keychain = filled(kind, state);
   int number = 1'000'000;
-  for (auto _ : state)
-    require(store.add(itemOf(kind, ++number), kind.identity) == errSecSuccess, "not added");
+  for (auto _ : state) keychain.add(kind, ++number);
   while (number > 1'000'000) {
-    require(store.remove({kind.itemClass, kind.attributes(number--)}, HowMany::first) == errSecSuccess,
+    require(keychain.store.remove({kind.itemClass, kind.attributes(number--)}) == errSecSuccess,
             "not removed");
   }
 }
@@ -201,20 +206,20 @@ void update(benchmark::State& state, const Kind& kind) {
   const Secret secret("another secret");
   std::int64_t turn = 0;
   for (auto _ : state) {
-    require(store.updateSecret({kind.itemClass, kind.match(scattered(++turn, state))}, HowMany::all,
-                               secret) == errSecSuccess,
-            "not updated");
+    require(
+        store.updateSecret({kind.itemClass, kind.match(scattered(++turn, state))}, secret) == errSecSuccess,
+        "not updated");
   }
 }
 
 void remove(benchmark::State& state, const Kind& kind) {
-  ItemStore& store = filled(kind, state).store;
+  FilledKeychain& keychain = filled(kind, state);
   std::int64_t turn = 0;
   for (auto _ : state) {
     const int number = scattered(++turn, state);
-    require(store.remove({kind.itemClass, kind.match(number)}, HowMany::all) == errSecSuccess, "not removed");
+    require(keychain.store.remove({kind.itemClass, kind.match(number)}) == errSecSuccess, "not removed");
     state.PauseTiming();
-    require(store.add(itemOf(kind, number), kind.identity) == errSecSuccess, "not added again");
+    keychain.add(kind, number);
     state.ResumeTiming();
   }
 }
@@ -232,8 +237,8 @@ void addFromProcesses(benchmark::State& state) {
         EmbeddedKeychain store(folder.path());
         bool isAdded = true;
         for (int i = 0; i < itemsOfEach; ++i) {
-          isAdded &=
-              store.add(itemOf(remembered, process * itemsOfEach + i), remembered.identity) == errSecSuccess;
+          const Item item = itemOf(remembered, process * itemsOfEach + i);
+          isAdded &= store.add({&item, 1}) == errSecSuccess;
         }
         ::_exit(isAdded ? 0 : 1);
       }
@@ -269,9 +274,13 @@ BENCHMARK_CAPTURE(lookUp, rememberedName, remembered)->Apply(byItems);
 BENCHMARK_CAPTURE(lookUp, sshAccount, ssh)->Apply(byItems);
 BENCHMARK_CAPTURE(lookUpWhatIsNotThere, sshAccount, ssh)->Apply(byItems);
 BENCHMARK_CAPTURE(openAndLookUp, sshAccount, ssh)->Apply(byItems);
-BENCHMARK(worstLookUp)->Apply(byItems);
+BENCHMARK_CAPTURE(lookUpWhatIsNotThere, halvesAgree, halves)->Apply(byItems);
+BENCHMARK_CAPTURE(lookUp, oneServer, shared)->Apply(byItems);
+BENCHMARK_CAPTURE(lookUpWhatIsNotThere, oneServer, shared)->Apply(byItems);
+BENCHMARK_CAPTURE(lookUpByLabel, sshAccount, ssh)->Apply(byItems);
 BENCHMARK_CAPTURE(add, rememberedName, remembered)->Apply(byItemsOnDisk);
 BENCHMARK_CAPTURE(add, sshAccount, ssh)->Apply(byItemsOnDisk);
+BENCHMARK_CAPTURE(add, oneServer, shared)->Apply(byItemsOnDisk);
 BENCHMARK_CAPTURE(update, sshAccount, ssh)->Apply(byItemsOnDisk);
 BENCHMARK_CAPTURE(remove, sshAccount, ssh)->Apply(byItemsOnDisk);
 BENCHMARK(addFromProcesses)->Arg(1)->Arg(16)->Iterations(1)->Unit(benchmark::kMillisecond)->UseRealTime();

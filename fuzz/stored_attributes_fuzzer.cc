@@ -7,7 +7,8 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   namespace embedded = quelto::keychain::embedded;
   const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-  const auto attributes = embedded::attributesFrom(bytes);
-  if (attributes && embedded::bytesOf(*attributes) != bytes) std::abort();
+  embedded::AttributeViews views;
+  if (!embedded::readAttributes(bytes, views)) return 0;
+  if (embedded::bytesOf(quelto::keychain::Attributes(views.begin(), views.end())) != bytes) std::abort();
   return 0;
 }

@@ -1,10 +1,8 @@
 #include "keychain/embedded/attribute_bytes.h"
 
-#include <openssl/sha.h>
-
-#include <array>
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 #include "keychain/embedded/failure.h"
 
@@ -43,35 +41,16 @@ std::string bytesOf(const Attributes& attributes) {
   return bytes;
 }
 
-std::optional<Attributes> attributesFrom(std::string_view bytes) {
-  Attributes attributes;
+bool readAttributes(std::string_view bytes, AttributeViews& attributes) {
+  attributes.clear();
   while (!bytes.empty()) {
     const auto name = taken(bytes);
     const auto value = name ? taken(bytes) : std::nullopt;
-    const bool isInOrder = value && (attributes.empty() || attributes.rbegin()->first < *name);
-    if (!isInOrder) return std::nullopt;
-    attributes.emplace_hint(attributes.end(), *name, *value);
+    const bool isInOrder = value && (attributes.empty() || attributes.back().first < *name);
+    if (!isInOrder) return false;
+    attributes.emplace_back(*name, *value);
   }
-  return attributes;
-}
-
-std::int64_t hashOfValues(const Attributes& names, const Attributes& attributes) {
-  std::string values;
-  for (const auto& [name, ignored] : names) append(values, valueOrEmpty(attributes, name));
-  std::array<unsigned char, SHA256_DIGEST_LENGTH> digest{};
-  if (SHA256(reinterpret_cast<const unsigned char*>(values.data()), values.size(), digest.data()) ==
-      nullptr) {
-    throw Failure(errSecIO);
-  }
-  // By value and not by memory, since the folder may be on a file server that unlike machines share.
-  std::uint64_t hash = 0;
-  for (std::size_t i = 0; i < sizeof hash; ++i) hash = hash << 8U | digest[i];
-  return static_cast<std::int64_t>(hash);
-}
-
-std::string_view valueOrEmpty(const Attributes& attributes, std::string_view name) {
-  const auto found = attributes.find(name);
-  return found != attributes.end() ? std::string_view(found->second) : std::string_view();
+  return true;
 }
 
 }  // namespace quelto::keychain::embedded

@@ -1,8 +1,9 @@
 #pragma once
 
-#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "keychain/item_store.h"
 
@@ -13,14 +14,10 @@ namespace quelto::keychain::embedded {
 /// can be bound to them. Throws Failure, errSecParam, for a text of 4 GiB or more.
 [[nodiscard]] std::string bytesOf(const Attributes& attributes);
 
-/// Absent for bytes that `bytesOf` does not make.
-[[nodiscard]] std::optional<Attributes> attributesFrom(std::string_view bytes);
+/// Names and values in the order of the names. They are borrowed from the bytes that they were read from.
+using AttributeViews = std::vector<std::pair<std::string_view, std::string_view>>;
 
-/// The first 64 bits of the SHA-256 (FIPS 180-4) of the values that these names have, each after its length;
-/// the value of a name that is missing counts as empty. Throws Failure, errSecIO.
-[[nodiscard]] std::int64_t hashOfValues(const Attributes& names, const Attributes& attributes);
-
-/// The value, or an empty one when there is none.
-[[nodiscard]] std::string_view valueOrEmpty(const Attributes& attributes, std::string_view name);
+/// False for bytes that `bytesOf` does not make.
+[[nodiscard]] bool readAttributes(std::string_view bytes, AttributeViews& attributes);
 
 }  // namespace quelto::keychain::embedded

@@ -2,7 +2,10 @@
 
 #include <sqlite3.h>
 
+#include <utility>
+
 #include "keychain/embedded/failure.h"
+#include "keychain/embedded/unresolved_path_vfs.h"
 
 namespace quelto::keychain::embedded {
 namespace {
@@ -75,12 +78,23 @@ std::string_view Statement::bytes(int column) const {
 void Database::Closer::operator()(sqlite3* database) const { sqlite3_close_v2(database); }
 void Database::Finalizer::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Database::Database(const std::string& path, const Deadline& deadline) : deadline_(deadline) {
+Database::Database(platform::PrivateFolder folder, const char* name, const platform::Deadline& deadline)
+    : deadline_(deadline), folder_(std::move(folder)) {
+  const char* const vfs = unresolvedPathVfs();
+  if (vfs == nullptr) throw Failure(errSecIO);
   // SECURITY: without NOFOLLOW a link that takes the database's place after it was checked is followed.
-  constexpr int flags =
-      SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOFOLLOW | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+  open(folder_->pathOf(name).c_str(), SQLITE_OPEN_NOFOLLOW, vfs);
+  requireNoWriteAheadLog();
+  waitForLocksAndStopAtDeadline();
+  runScript(connectionSettings);
+}
+
+Database::Database(const platform::Deadline& deadline) : deadline_(deadline) { open(":memory:", 0, nullptr); }
+
+void Database::open(const char* path, int flags, const char* vfs) {
+  constexpr int usual = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
   sqlite3* opened = nullptr;
-  const int result = sqlite3_open_v2(path.c_str(), &opened, flags, nullptr);
+  const int result = sqlite3_open_v2(path, &opened, usual | flags, vfs);
   database_.reset(opened);  // a handle comes with most failures as well
   require(result);
   // SQLite falls back to reading.
@@ -88,9 +102,6 @@ Database::Database(const std::string& path, const Deadline& deadline) : deadline
   for (const int runs : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW}) {
     require(sqlite3_db_config(opened, runs, 0, nullptr));
   }
-  requireNoWriteAheadLog();
-  waitForLocksAndStopAtDeadline();
-  runScript(connectionSettings);
 }
 
 void Database::waitForLocksAndStopAtDeadline() {
@@ -109,7 +120,6 @@ void Database::requireNoWriteAheadLog() const {
   constexpr sqlite3_int64 readVersionOffset = 19;
   sqlite3_file* const file = openFile();
   char readVersion = 0;
-  if (file->pMethods == nullptr) return;  // in memory
   const int result = file->pMethods->xRead(file, &readVersion, 1, readVersionOffset);
   if (result != SQLITE_IOERR_SHORT_READ) require(result);
   if (readVersion == 2) throw Failure(errSecNotAvailable);
@@ -119,10 +129,6 @@ sqlite3_file* Database::openFile() const {
   sqlite3_file* file = nullptr;
   require(sqlite3_file_control(database_.get(), "main", SQLITE_FCNTL_FILE_POINTER, &file));
   return file;
-}
-
-void Database::requireTime() const {
-  if (deadline_.isOver()) throw Failure(errSecNotAvailable);
 }
 
 void Database::runScript(const char* sql) {

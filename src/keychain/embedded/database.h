@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
-#include "keychain/embedded/deadline.h"
+#include "platform/files/private_folder.h"
+#include "platform/threads/deadline.h"
 
 struct sqlite3;
 struct sqlite3_file;
@@ -46,17 +48,21 @@ class Statement {
 
 class Database {
  public:
-  /// Opens a database that exists; ":memory:" is an empty one of its own. Waits for locks until `deadline`.
-  /// Fails with errSecNotAvailable, and has written nothing, for one with a write-ahead log.
-  Database(const std::string& path, const Deadline& deadline);
+  /// Opens a database that exists, and keeps its folder open, through which SQLite finds the journal beside
+  /// it. Waits for locks until `deadline`. Fails with errSecNotAvailable, and has written nothing, for one
+  /// with a write-ahead log.
+  Database(platform::PrivateFolder folder, const char* name, const platform::Deadline& deadline);
+  /// An empty one in memory.
+  explicit Database(const platform::Deadline& deadline);
   Database(const Database&) = delete;
   Database& operator=(const Database&) = delete;
 
+  /// Only for a database in a folder.
+  [[nodiscard]] const platform::PrivateFolder& folder() const { return *folder_; }
+
   /// Until when the calls that follow may wait and work.
-  void setDeadline(const Deadline& deadline) { deadline_ = deadline; }
-  [[nodiscard]] Deadline& deadline() noexcept { return deadline_; }
-  /// For loops of many short statements: fails once the deadline is over.
-  void requireTime() const;
+  void setDeadline(const platform::Deadline& deadline) { deadline_ = deadline; }
+  [[nodiscard]] const platform::Deadline& deadline() const noexcept { return deadline_; }
 
   /// A use of a statement with its values in the order of its parameters. `sql` is a literal, one use of it
   /// at a time: the statement is prepared once and kept under the literal's address.
@@ -99,6 +105,7 @@ class Database {
     void operator()(sqlite3_stmt* statement) const;
   };
 
+  void open(const char* path, int flags, const char* vfs);
   void waitForLocksAndStopAtDeadline();
   /// We never make one, and SQLite would fold it into the file before any version is looked at.
   void requireNoWriteAheadLog() const;
@@ -106,8 +113,9 @@ class Database {
   [[nodiscard]] sqlite3_stmt* prepared(const char* sql);
   [[nodiscard]] std::int64_t changes() const;
 
-  Deadline deadline_;
-  // In this order, since the statements have to go first.
+  platform::Deadline deadline_;
+  // Destroyed in the reverse of this order: the statements, the connection, its folder.
+  std::optional<platform::PrivateFolder> folder_;
   std::unique_ptr<sqlite3, Closer> database_;
   std::map<const void*, std::unique_ptr<sqlite3_stmt, Finalizer>> statements_;
 };

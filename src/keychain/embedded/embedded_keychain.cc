@@ -6,55 +6,44 @@
 
 #include "keychain/embedded/database.h"
 #include "keychain/embedded/failure.h"
-#include "keychain/embedded/item_index.h"
-#include "keychain/embedded/item_search.h"
+#include "keychain/embedded/item_table.h"
 #include "keychain/embedded/master_key.h"
 #include "keychain/embedded/schema.h"
-#include "keychain/embedded/stored_item.h"
 #include "keychain/embedded/transaction.h"
-#include "keychain/embedded/writers_queue.h"
+#include "keychain/embedded/writer_lock.h"
 
 namespace quelto::keychain {
 
 using embedded::Database;
-using embedded::Deadline;
-using embedded::ItemSearch;
+using embedded::Failure;
+using embedded::ItemTable;
 using embedded::Transaction;
-
-namespace {
-
-/// For an item that was listed under values that are not its own. When it is as it was sealed, the list was
-/// damaged and not the item, which somebody else may be looking for.
-bool listAgainWhenIntact(Database& database, const platform::Secret& key, std::int64_t id) {
-  const auto item = loadItem(database, id);
-  const bool isWhole = item && isIntact(database, key, *item);
-  if (isWhole) listItem(database, *item);
-  return isWhole;
-}
-
-}  // namespace
+using embedded::valueOrThrow;
+using platform::Deadline;
+using platform::PrivateFolder;
 
 EmbeddedKeychain::EmbeddedKeychain(std::string folder) : path_(std::move(folder)) {}
 EmbeddedKeychain::~EmbeddedKeychain() = default;
 
-/// The folder with the database in its place; absent when there has never been a keychain here. A new
-/// database comes first of all files, so one of the others without it means that the database is gone.
-std::optional<platform::PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent whenAbsent,
-                                                                    const Deadline& deadline) const {
+/// The folder with a database in it; absent when there has never been a keychain here. The database is the
+/// first file of a new keychain, so one of the others without it means that the database is gone.
+std::optional<PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent whenAbsent,
+                                                          const Deadline& deadline) const {
   const bool mustExist = openedFile_.has_value();
   const bool mayMake = whenAbsent == WhenAbsent::make && !mustExist;
-  auto folder = mayMake ? platform::PrivateFolder::openOrMake(path_) : platform::PrivateFolder::open(path_);
-  if (folder) {
-    if (folder->file(embedded::databaseName)) return folder;
-    constexpr std::array others{embedded::masterKeyName, embedded::queueName, embedded::journalName};
-    const bool wasHere =
-        std::ranges::any_of(others, [&](const char* name) { return folder->file(name).has_value(); });
+  auto found = mayMake ? PrivateFolder::openOrMake(path_) : PrivateFolder::open(path_);
+  if (!found.isAbsent()) {
+    auto folder = valueOrThrow(std::move(found));
+    const auto isThere = [&](const char* name) { return !folder.file(name).isAbsent(); };
+    if (isThere(embedded::databaseName)) return folder;
+    constexpr std::array others{embedded::masterKeyName, embedded::writerLockName, embedded::journalName};
+    const bool wasHere = std::ranges::any_of(others, isThere);
     // Looked at again, since another process may have made all of them meanwhile.
-    if (folder->file(embedded::databaseName)) return folder;
-    // A new database beside an old journal would also be overwritten with what stands in that.
+    if (isThere(embedded::databaseName)) return folder;
+    // SQLite would also roll back a new database by an old journal.
     if (wasHere) throw Failure(errSecNotAvailable);
     if (mayMake) {
-      folder->publish(embedded::databaseName, embedded::emptyDatabase(deadline));
+      if (!folder.publish(embedded::databaseName, embedded::emptyDatabase(deadline))) throw Failure(errSecIO);
       return folder;
     }
   }
@@ -62,23 +51,22 @@ std::optional<platform::PrivateFolder> EmbeddedKeychain::openFolder(WhenAbsent w
   return std::nullopt;
 }
 
-/// Opens the database, unless the one that stands in the folder is open already.
-void EmbeddedKeychain::openDatabase(const platform::PrivateFolder& folder, const Deadline& deadline) {
-  const auto file = folder.file(embedded::databaseName);
-  if (!file) throw Failure(errSecNotAvailable);
+/// Opens the database, unless it is open already.
+void EmbeddedKeychain::openDatabase(PrivateFolder folder, const Deadline& deadline) {
+  const auto file = valueOrThrow(folder.file(embedded::databaseName));
   if (database_ && openedFile_ == file) {
     database_->setDeadline(deadline);
     return;
   }
   database_.reset();
-  database_ = std::make_unique<Database>(folder.pathOf(embedded::databaseName), deadline);
-  ensureMasterKey(*database_, folder);
+  database_ = std::make_unique<Database>(std::move(folder), embedded::databaseName, deadline);
+  embedded::ensureMasterKey(*database_);
   openedFile_ = file;
 }
 
-/// Runs `work` on the open keychain and answers with its status, or with that of the failure on the way.
+/// Runs `work` on the open database and answers with its status, or with that of the failure on the way.
 template <typename Work>
-OSStatus EmbeddedKeychain::withSession(WhenAbsent whenAbsent, const Work& work) noexcept try {
+OSStatus EmbeddedKeychain::withDatabase(WhenAbsent whenAbsent, const Work& work) noexcept try {
   const Deadline deadline(callLimit);
   if (!free_.waitFor(callLimit)) return errSecNotAvailable;
   const struct Leaver {
@@ -86,10 +74,10 @@ OSStatus EmbeddedKeychain::withSession(WhenAbsent whenAbsent, const Work& work) 
     ~Leaver() { free.signal(); }
   } leaver{free_};
   try {
-    const auto folder = openFolder(whenAbsent, deadline);
+    auto folder = openFolder(whenAbsent, deadline);
     if (!folder) return errSecItemNotFound;
-    openDatabase(*folder, deadline);
-    return work(Session{.folder = *folder, .database = *database_});
+    openDatabase(std::move(*folder), deadline);
+    return work(*database_);
   } catch (...) {
     // Whatever state the connection is in, the next call begins with a new one.
     database_.reset();
@@ -102,66 +90,48 @@ OSStatus EmbeddedKeychain::withSession(WhenAbsent whenAbsent, const Work& work) 
 }
 
 OSStatus EmbeddedKeychain::find(const ItemMatch& match, Want want, Item& found) {
-  return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
-    const Transaction reading(Transaction::Reading{session.database});
-    const platform::Secret key = masterKey(session.database, session.folder);
-    auto item = ItemSearch(session.database, match).next();
-    if (!item) return errSecItemNotFound;
-    // Opened in any case: attributes that were altered are not handed out either.
-    platform::Secret secret = openSecret(session.database, key, *item);
-    found = Item{.itemClass = item->itemClass, .attributes = std::move(item->attributes), .secret = {}};
-    if (want == Want::attributesAndSecret) found.secret = std::move(secret);
+  return withDatabase(WhenAbsent::answerNotFound, [&](Database& database) {
+    const Transaction reading(Transaction::Kind::reading, database);
+    auto opened = ItemTable(database, embedded::masterKey(database)).find(match);
+    if (!opened) return errSecItemNotFound;
+    found = std::move(opened->item);
+    if (want == Want::attributes) found.secret = {};
     return errSecSuccess;
   });
 }
 
-OSStatus EmbeddedKeychain::add(const Item& item, const std::vector<std::string>& identity) {
-  return withSession(WhenAbsent::make, [&](const Session& session) {
-    Transaction writing(Transaction::Writing{session.database, session.folder});
-    const platform::Secret key = masterKey(session.database, session.folder);
-    ItemSearch equal(session.database, {.itemClass = item.itemClass, .attributes = item.attributes},
-                     identity);
-    if (equal.next()) return errSecDuplicateItem;
-    listItem(session.database, insertItem(session.database, key, item));
+OSStatus EmbeddedKeychain::add(std::span<const Item> items) {
+  return withDatabase(WhenAbsent::make, [&](Database& database) {
+    Transaction writing(Transaction::Kind::writing, database);
+    ItemTable table(database, embedded::masterKey(database));
+    for (const Item& item : items) {
+      // Without a commit, those before it are undone.
+      if (table.hasIdentityOf(item)) return errSecDuplicateItem;
+      table.insert(item);
+    }
     writing.commit();
     return errSecSuccess;
   });
 }
 
-OSStatus EmbeddedKeychain::updateSecret(const ItemMatch& match, HowMany howMany,
-                                        const platform::Secret& secret) {
-  return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
-    Transaction writing(Transaction::Writing{session.database, session.folder});
-    const platform::Secret key = masterKey(session.database, session.folder);
-    ItemSearch search(session.database, match);
-    bool hasChanged = false;
-    while (!hasChanged || howMany == HowMany::all) {
-      const auto item = search.next();
-      if (!item) break;
-      replaceSecret(session.database, key, *item, secret);
-      hasChanged = true;
-    }
+OSStatus EmbeddedKeychain::updateSecret(const ItemMatch& match, const platform::Secret& secret) {
+  return withDatabase(WhenAbsent::answerNotFound, [&](Database& database) {
+    Transaction writing(Transaction::Kind::writing, database);
+    ItemTable table(database, embedded::masterKey(database));
+    const auto opened = table.find(match);
+    if (!opened) return errSecItemNotFound;
+    table.replaceSecret(*opened, secret);
     writing.commit();
-    return hasChanged ? errSecSuccess : errSecItemNotFound;
+    return errSecSuccess;
   });
 }
 
-OSStatus EmbeddedKeychain::remove(const ItemMatch& match, HowMany howMany) {
-  return withSession(WhenAbsent::answerNotFound, [&](const Session& session) {
-    Transaction writing(Transaction::Writing{session.database, session.folder});
-    const platform::Secret key = masterKey(session.database, session.folder);
-    ItemSearch search(session.database, match);
-    bool hasGone = false;
-    while (!hasGone || howMany == HowMany::all) {
-      const auto row = search.nextRow();
-      if (!row) break;
-      unlistItem(session.database, row->id);
-      if (!row->item && listAgainWhenIntact(session.database, key, row->id)) continue;
-      deleteItem(session.database, row->id);
-      hasGone = true;
-    }
+OSStatus EmbeddedKeychain::remove(const ItemMatch& match) {
+  return withDatabase(WhenAbsent::answerNotFound, [&](Database& database) {
+    Transaction writing(Transaction::Kind::writing, database);
+    const bool isRemoved = ItemTable(database, embedded::masterKey(database)).remove(match);
     writing.commit();
-    return hasGone ? errSecSuccess : errSecItemNotFound;
+    return isRemoved ? errSecSuccess : errSecItemNotFound;
   });
 }
 

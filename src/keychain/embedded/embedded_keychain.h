@@ -9,60 +9,63 @@
 #include "platform/files/private_folder.h"
 #include "platform/threads/semaphore.h"
 
+namespace quelto::platform {
+class Deadline;
+}
+
 namespace quelto::keychain {
 
 namespace embedded {
 class Database;
-class Deadline;
-}  // namespace embedded
+}
 
 /// Items in a folder of the user's own: keychain.sqlite with the attributes in clear and the secrets sealed
-/// (AES-256-GCM), master.key with the key, keychain.queue for writers to queue up. It protects a copy of the
-/// database alone, and against secrets that are altered or moved to another item; not against who can read
-/// both database and key, nor against an older state that is put back or an item that is hidden.
+/// (AES-256-GCM), master.key with the key, keychain.lock for writers to take turns.
 ///
-/// The folder and the files are made by the first `add`, with modes 0700 and 0600. Each call looks at them
-/// first; in a place that is not as we left it nothing is changed:
+/// Protected are a copy of the database alone, and secrets against being altered or moved to another item.
+/// Not protected are database and key together. Who can write to the database can also put back an older
+/// state of it, and hide an item: by deleting its row, or by changing the class or the column that it is
+/// looked up by.
+///
+/// The first `add` makes the folder and the files, with modes 0700 and 0600. Each call looks at them first
+/// and changes nothing in a place that is not as we left it:
 /// - errSecNotAvailable: another owner or mode, a symbolic link, a file system that cannot be written, a
 ///   database of a newer version or with a write-ahead log, any of the other files without the database,
 ///   another process that keeps it locked.
-/// - errSecAuthFailed: the master key is missing or another one; an item that is altered, or stands where
-///   another one was. Such an item can be removed by the values that it was added with, and is in nobody
-///   else's way.
+/// - errSecAuthFailed: the master key is missing or another one.
 /// - errSecIO: a damaged or emptied database, a full or failing disk.
-/// - errSecItemNotFound, when there has never been a keychain here.
-/// SQLite has no checksums: bits that turn in the index alone can hide an item, but give out no wrong one.
+/// - errSecItemNotFound: there has never been a keychain here.
 ///
-/// A success survives a loss of power. A look-up costs a few searches of a B-tree for each item that shares
-/// its rarest value: as many as one host has items, whatever the number of the others.
+/// A row that was altered is in no other item's way. Where nothing else is found, `find` and `updateSecret`
+/// answer errSecAuthFailed, and `remove` removes it; `add` takes no notice of it. The damage that is seen is
+/// that of rows with the same class and service, server or tag as the match, or of the same class when the
+/// match has none. SQLite has no checksums: bits that turn in its index can hide an item, but give out no
+/// wrong one.
+///
+/// A success survives a loss of power. A look-up reads the rows of the same service, server or tag, however
+/// many others there are; without one in the match, it reads all.
 class EmbeddedKeychain final : public ItemStore {
  public:
-  /// How long a call waits for others and works, in all; what the disk then still takes comes on top.
+  /// How long a call waits for others and works, in all; what the disk then still takes is added.
   static constexpr std::chrono::milliseconds callLimit{3500};
 
-  /// Opens nothing: that is the first call's part.
+  /// Opens nothing: the first call does. The path may be as long as the system's paths.
   explicit EmbeddedKeychain(std::string folder);
-  ~EmbeddedKeychain() override;
+  ~EmbeddedKeychain();
 
   [[nodiscard]] OSStatus find(const ItemMatch& match, Want want, Item& found) override;
-  [[nodiscard]] OSStatus add(const Item& item, const std::vector<std::string>& identity) override;
-  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, HowMany howMany,
-                                      const platform::Secret& secret) override;
-  [[nodiscard]] OSStatus remove(const ItemMatch& match, HowMany howMany) override;
+  [[nodiscard]] OSStatus add(std::span<const Item> items) override;
+  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, const platform::Secret& secret) override;
+  [[nodiscard]] OSStatus remove(const ItemMatch& match) override;
 
  private:
-  /// What a call works with.
-  struct Session {
-    const platform::PrivateFolder& folder;
-    embedded::Database& database;
-  };
   enum class WhenAbsent { answerNotFound, make };
 
   template <typename Work>
-  OSStatus withSession(WhenAbsent whenAbsent, const Work& work) noexcept;
+  OSStatus withDatabase(WhenAbsent whenAbsent, const Work& work) noexcept;
   [[nodiscard]] std::optional<platform::PrivateFolder> openFolder(WhenAbsent whenAbsent,
-                                                                  const embedded::Deadline& deadline) const;
-  void openDatabase(const platform::PrivateFolder& folder, const embedded::Deadline& deadline);
+                                                                  const platform::Deadline& deadline) const;
+  void openDatabase(platform::PrivateFolder folder, const platform::Deadline& deadline);
 
   const std::string path_;
   /// One call at a time; the others wait within their limit.
@@ -73,8 +76,3 @@ class EmbeddedKeychain final : public ItemStore {
 };
 
 }  // namespace quelto::keychain
-
-/// The module's one entry: the keychain in this folder (an absolute path), the same for each call with the
-/// same text. It lives as long as the process. Null when there is no memory. Thread-safe.
-extern "C" [[gnu::visibility("default")]] quelto::keychain::ItemStore* queltoOpenEmbeddedKeychain(
-    const char* folder);

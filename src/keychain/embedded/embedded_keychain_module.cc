@@ -4,6 +4,7 @@
 #include <string>
 
 #include "keychain/embedded/embedded_keychain.h"
+#include "keychain/embedded/embedded_keychain_module.h"
 
 namespace quelto::keychain {
 namespace {
@@ -22,7 +23,7 @@ Keychains& keychains() {
 }  // namespace
 }  // namespace quelto::keychain
 
-quelto::keychain::ItemStore* queltoOpenEmbeddedKeychain(const char* folder) try {
+quelto::keychain::ItemStore* queltoEmbeddedKeychain(const char* folder) try {
   auto& [mutex, byFolder] = quelto::keychain::keychains();
   const std::lock_guard lock(mutex);
   auto& keychain = byFolder[folder];

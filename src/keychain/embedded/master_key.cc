@@ -4,10 +4,10 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "keychain/embedded/database.h"
 #include "keychain/embedded/failure.h"
-#include "keychain/embedded/sealing.h"
 #include "keychain/embedded/transaction.h"
 #include "platform/files/private_folder.h"
 
@@ -18,54 +18,55 @@ namespace {
 constexpr std::string_view keyCheckContext = "quelto keychain 1 key check";
 
 /// The empty text sealed under the master key, which tells whether a key is that one; absent before there is
-/// a key.
+/// one.
 std::optional<std::string> keyCheck(Database& database) {
   Statement row = database.query("SELECT sealed FROM key_check");
   if (!row.step()) return std::nullopt;
   return std::string(row.bytes(0));
 }
 
-/// Puts a new key's file there, unless there is one already.
 void publishNewKey(const platform::PrivateFolder& folder) {
-  platform::Secret key = platform::Secret::ofSize(sealingKeySize);
-  if (RAND_priv_bytes(reinterpret_cast<unsigned char*>(key.data()), sealingKeySize) != 1) {
+  platform::Secret key = platform::Secret::ofSize(SealingKey::size);
+  if (RAND_priv_bytes(reinterpret_cast<unsigned char*>(key.data()), SealingKey::size) != 1 ||
+      !folder.publish(masterKeyName, key.view())) {
     throw Failure(errSecIO);
   }
-  folder.publish(masterKeyName, key.view());
 }
 
-platform::Secret readKey(const platform::PrivateFolder& folder) {
-  auto key = folder.read(masterKeyName, sealingKeySize);
-  if (!key || key->size() != sealingKeySize) throw Failure(errSecAuthFailed);
-  return std::move(*key);
+SealingKey readKey(const platform::PrivateFolder& folder) {
+  auto bytes = folder.read(masterKeyName, SealingKey::size);
+  const bool isAnotherOrGone = bytes.isAbsent() || (!bytes && bytes.error() == platform::FileError::tooLarge);
+  if (isAnotherOrGone) throw Failure(errSecAuthFailed);
+  return SealingKey(valueOrThrow(std::move(bytes)));
 }
 
 bool hasKeyCheck(Database& database) {
-  const Transaction transaction(Transaction::Reading{database});
+  const Transaction transaction(Transaction::Kind::reading, database);
   return keyCheck(database).has_value();
 }
 
 }  // namespace
 
-void ensureMasterKey(Database& database, const platform::PrivateFolder& folder) {
+void ensureMasterKey(Database& database) {
   if (hasKeyCheck(database)) return;
-  // The write lock makes this the work of one process. A key is there already when one was killed in here; it
-  // is taken over, since nothing has been sealed under it yet.
-  Transaction transaction(Transaction::Writing{database, folder});
+  // The write lock makes this the work of one process.
+  Transaction transaction(Transaction::Kind::writing, database);
   if (keyCheck(database)) return;
   // SECURITY: items whose key check is gone were sealed under a key that is lost or has been taken; under a
   // new one the keychain would go on as if nothing had happened.
   if (database.number("SELECT EXISTS(SELECT 1 FROM item)") != 0) throw Failure(errSecAuthFailed);
-  if (!folder.file(masterKeyName)) publishNewKey(folder);
-  database.run("INSERT INTO key_check(sealed) VALUES(?)", seal(readKey(folder), "", keyCheckContext));
+  // A process that was killed in here has left a key, which nothing is sealed under: it is taken over.
+  if (database.folder().file(masterKeyName).isAbsent()) publishNewKey(database.folder());
+  database.run("INSERT INTO key_check(sealed) VALUES(?)",
+               readKey(database.folder()).seal("", keyCheckContext));
   transaction.commit();
 }
 
-platform::Secret masterKey(Database& database, const platform::PrivateFolder& folder) {
+SealingKey masterKey(Database& database) {
   const auto check = keyCheck(database);
-  platform::Secret key = readKey(folder);
+  SealingKey key = readKey(database.folder());
   // SECURITY: what is added under an exchanged key can be read by whoever exchanged it.
-  if (!check || unseal(key, *check, keyCheckContext).size() != 0) throw Failure(errSecAuthFailed);
+  if (!check || !key.unseal(*check, keyCheckContext)) throw Failure(errSecAuthFailed);
   return key;
 }
 

@@ -13,22 +13,15 @@ constexpr const char* schema =
     // One row once there is a master key: a known text sealed under it.
     "CREATE TABLE key_check(sealed BLOB NOT NULL) STRICT;"
     // AUTOINCREMENT, since a secret is bound to its row's number and no later item may get that again.
-    "CREATE TABLE item(id INTEGER PRIMARY KEY AUTOINCREMENT, class INTEGER NOT NULL, attributes BLOB NOT "
-    "NULL,"
-    " sealed BLOB NOT NULL) STRICT;"
-    "CREATE INDEX item_by_class ON item(class);"
-    // Names of attributes that items of one class are found by together (item_index.h).
-    "CREATE TABLE combination(id INTEGER PRIMARY KEY, class INTEGER NOT NULL, missing INTEGER NOT NULL,"
-    " names BLOB NOT NULL, UNIQUE(class, missing, names)) STRICT;"
-    // For each combination and each item that it lists, the hash of the item's values.
-    "CREATE TABLE entry(combination INTEGER NOT NULL, hash INTEGER NOT NULL, item INTEGER NOT NULL,"
-    " PRIMARY KEY(combination, hash, item)) STRICT, WITHOUT ROWID;"
-    "CREATE INDEX entry_by_item ON entry(item);";
+    // "main" is derived from the attributes (item_table.h).
+    "CREATE TABLE item(id INTEGER PRIMARY KEY AUTOINCREMENT, class INTEGER NOT NULL, main BLOB NOT NULL,"
+    " attributes BLOB NOT NULL, sealed BLOB NOT NULL) STRICT;"
+    "CREATE INDEX item_by_main ON item(class, main);";
 
 }  // namespace
 
-std::string emptyDatabase(const Deadline& deadline) {
-  Database database(":memory:", deadline);
+std::string emptyDatabase(const platform::Deadline& deadline) {
+  Database database(deadline);
   database.runScript(schema);
   return database.image();
 }

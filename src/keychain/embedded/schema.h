@@ -2,18 +2,18 @@
 
 #include <string>
 
-#include "keychain/embedded/deadline.h"
+#include "platform/threads/deadline.h"
 
 namespace quelto::keychain::embedded {
 
 class Database;
 
 inline constexpr const char* databaseName = "keychain.sqlite";
-/// SQLite's own name for it. It stays when the last transaction has ended, empty.
+/// SQLite's own name for it. It stays after a transaction, empty.
 inline constexpr const char* journalName = "keychain.sqlite-journal";
 
 /// A new keychain's database as the bytes of its file: the schema and no item. Throws Failure.
-[[nodiscard]] std::string emptyDatabase(const Deadline& deadline);
+[[nodiscard]] std::string emptyDatabase(const platform::Deadline& deadline);
 
 /// Throws Failure when this is not a whole database of this version: errSecNotAvailable for one of a newer
 /// version, errSecIO for anything else. To be called in a transaction, so that nothing changes meanwhile.

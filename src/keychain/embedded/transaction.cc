@@ -2,20 +2,19 @@
 
 #include "keychain/embedded/failure.h"
 #include "keychain/embedded/schema.h"
-#include "keychain/embedded/writers_queue.h"
+#include "keychain/embedded/writer_lock.h"
 
 namespace quelto::keychain::embedded {
 
-// The private constructor has made a whole object, so that a failure in these two ends in the destructor.
-Transaction::Transaction(const Reading& reading) : Transaction(reading.database) {
-  database_.run("BEGIN");
-  requireWholeDatabase(database_);
-}
-
-Transaction::Transaction(const Writing& writing) : Transaction(writing.database) {
-  const PlaceInQueue place(writing.folder, database_.deadline());
-  database_.run("BEGIN IMMEDIATE");
-  requireWholeDatabase(database_);
+// The private constructor has made a whole object, so that a failure in here ends in the destructor.
+Transaction::Transaction(Kind kind, Database& database) : Transaction(database) {
+  if (kind == Kind::reading) {
+    database.run("BEGIN");
+  } else {
+    const WriterLock inTurn(database.folder(), database.deadline());
+    database.run("BEGIN IMMEDIATE");
+  }
+  requireWholeDatabase(database);
 }
 
 Transaction::~Transaction() {
