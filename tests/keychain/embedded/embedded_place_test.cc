@@ -7,7 +7,8 @@
 #include <map>
 #include <sstream>
 
-#include "keychain/failure.h"
+#include "keychain/embedded/embedded_keychain_module.h"
+#include "keychain/embedded/failure.h"
 #include "platform/bundle/module.h"
 #include "tests/keychain/embedded/embedded_surroundings.h"
 #include "tests/keychain/item_store_contract.h"
@@ -16,6 +17,7 @@ namespace quelto::keychain {
 namespace {
 
 namespace fs = std::filesystem;
+using platform::Secret;
 using test::addItem;
 using test::findItem;
 using test::ItemStoreContract;
@@ -23,22 +25,20 @@ using test::KeychainFolder;
 using test::matchOf;
 using Want = ItemStore::Want;
 
-class EmbeddedUnderTest final : public test::StoreUnderTest {
- public:
-  [[nodiscard]] ItemStore& store() override { return store_; }
-
- private:
-  KeychainFolder folder_;
-  EmbeddedKeychain store_{folder_.path()};
-};
-
+std::shared_ptr<ItemStore> emptyStore() {
+  struct Place {
+    KeychainFolder folder;
+    EmbeddedKeychain store{folder.path()};
+  };
+  const auto place = std::make_shared<Place>();
+  return {place, &place->store};
+}
 INSTANTIATE_TEST_SUITE_P(Embedded, ItemStoreContract,
-                         testing::Values(test::StoreKind{
-                             "embedded", [] { return std::make_unique<EmbeddedUnderTest>(); }}));
+                         testing::Values(test::StoreKind{.name = "embedded", .make = emptyStore}));
 
 TEST(EmbeddedModule, OpensOneKeychainForEachFolder) {
-  const auto open = reinterpret_cast<decltype(&queltoOpenEmbeddedKeychain)>(
-      platform::moduleEntry("libquelto_embedded_keychain.so", "queltoOpenEmbeddedKeychain"));
+  auto* const open = platform::moduleFunction<decltype(queltoEmbeddedKeychain)>(
+      "libquelto_embedded_keychain.so", "queltoEmbeddedKeychain");
   ASSERT_NE(open, nullptr);
   const KeychainFolder one;
   const KeychainFolder other;
@@ -73,9 +73,8 @@ std::map<std::string, std::string> stateOf(const std::string& folder) {
 std::string answersOf(ItemStore& store) {
   const OSStatus found = findItem(store, "alice");
   std::string answers = std::to_string(found);
-  for (const OSStatus status :
-       {addItem(store, "bob"), store.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")),
-        store.remove(matchOf("alice"), HowMany::all)}) {
+  for (const OSStatus status : {addItem(store, "bob"), store.updateSecret(matchOf("alice"), Secret("x")),
+                                store.remove(matchOf("alice"))}) {
     if (status != found) answers += " " + std::to_string(status);
   }
   return answers;
@@ -104,11 +103,12 @@ const PlaceRow placeRows[] = {
     {"read-only database", "chmod 400 keychain.sqlite", "", errSecNotAvailable},
     {"link to the database", "mv keychain.sqlite k && ln -s k keychain.sqlite", "", errSecNotAvailable},
     {"FIFO for a database", "rm keychain.sqlite && mkfifo -m 600 keychain.sqlite", "", errSecNotAvailable},
-    {"no database but a key", "rm keychain.[qs]*", "", errSecNotAvailable},
-    {"no database but a queue", "rm keychain.s* master.key", "", errSecNotAvailable},
-    {"no database but a journal", "rm keychain.sqlite keychain.queue master.key", "", errSecNotAvailable},
-    {"newer database", "", "PRAGMA user_version = 2; DROP TABLE entry", errSecNotAvailable},
+    {"no database but a key", "rm keychain.[ls]*", "", errSecNotAvailable},
+    {"no database but a lock", "rm keychain.s* master.key", "", errSecNotAvailable},
+    {"no database but a journal", "rm keychain.sqlite keychain.lock master.key", "", errSecNotAvailable},
+    {"newer database", "", "PRAGMA user_version = 2; DROP INDEX item_by_main", errSecNotAvailable},
     {"newer database in WAL", "", "PRAGMA user_version = 2; PRAGMA journal_mode = WAL", errSecNotAvailable},
+    {"database without a version", "", "PRAGMA user_version = 0", errSecIO},
     {"no item table", "", "DROP TABLE item", errSecIO},
     {"view for a table", "", "ALTER TABLE item RENAME TO i; CREATE VIEW item AS SELECT * FROM i", errSecIO},
     {"other bytes", "head -c 99999 /dev/zero >keychain.sqlite", "", errSecIO},
@@ -182,6 +182,7 @@ TEST(EmbeddedPlace, IsRefusedWhenAnyBitOfTheKeyIsTurnedOrTheDatabaseIsCutAnywher
 TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
   struct Row {
     mode_t mask;
+    /// With what a process left behind that was killed before it had made anything.
     bool isFolderThere;
   };
   for (const Row& row : {Row{0000, false}, Row{0077, false}, Row{0000, true}, Row{0777, false}}) {
@@ -190,8 +191,13 @@ TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
     EmbeddedKeychain store(below);
     EXPECT_EQ(findItem(store, "alice"), errSecItemNotFound);
     EXPECT_FALSE(fs::exists(folder.path())) << "a look-up leaves no trace";
-    if (row.isFolderThere) fs::create_directories(below);
-    if (row.isFolderThere) fs::permissions(below, fs::perms{0700});
+    if (row.isFolderThere) {
+      fs::create_directories(below);
+      fs::permissions(below, fs::perms{0700});
+      write(below + "/keychain.sqlite.new-0123456789abcdef", "");
+      fs::permissions(below + "/keychain.sqlite.new-0123456789abcdef", fs::perms{0600});
+      EXPECT_EQ(findItem(store, "alice"), errSecItemNotFound);
+    }
     const mode_t before = ::umask(row.mask);
     EXPECT_EQ(addItem(store, "alice"), errSecSuccess);
     ::umask(before);
@@ -200,10 +206,32 @@ TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
     for (const auto& entry : fs::directory_iterator(below)) {
       EXPECT_EQ(entry.status().permissions(), fs::perms{0600}) << entry.path();
     }
-    EXPECT_EQ(stateOf(below).size(), 4U) << "database, journal, key, queue";
+    EXPECT_EQ(stateOf(below).size(), row.isFolderThere ? 5U : 4U) << "database, journal, key, lock";
     fs::remove_all(folder.path());
     EXPECT_EQ(answersOf(store), std::to_string(errSecNotAvailable)) << "not made anew by who saw it vanish";
     EXPECT_FALSE(fs::exists(folder.path()));
+  }
+}
+
+TEST(EmbeddedPlace, MayBeAsDeepAsTheSystemAllows) {
+  const struct {
+    std::size_t length;
+    OSStatus status;
+  } rows[] = {{600, errSecSuccess}, {3000, errSecSuccess}, {5000, errSecNotAvailable}};
+  for (const auto& row : rows) {
+    const KeychainFolder folder;
+    std::string deep = folder.above();
+    while (deep.size() + 200 < row.length) deep += "/" + std::string(190, 'x');
+    deep += "/" + std::string(row.length - deep.size() - 1, 'y');
+    EmbeddedKeychain store(deep);
+    EXPECT_EQ(addItem(store, "alice"), row.status) << row.length;
+    EXPECT_EQ(findItem(*std::make_unique<EmbeddedKeychain>(deep), "alice"), row.status) << row.length;
+    if (row.status != errSecSuccess) continue;
+    fs::create_symlink(fs::path(deep).parent_path(), folder.above() + "/link");
+    EmbeddedKeychain linked(folder.above() + "/link/" + fs::path(deep).filename().string());
+    EXPECT_EQ(findItem(linked, "alice") + addItem(linked, "bob"), errSecSuccess) << row.length;
+    EXPECT_EQ(findItem(store, "bob"), errSecSuccess) << row.length;
+    EXPECT_EQ(stateOf(deep).size(), 4U) << row.length;
   }
 }
 
@@ -224,78 +252,87 @@ TEST(EmbeddedPlace, HasADatabaseThatIsNotOpenedThroughALink) {
   ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
   fs::rename(folder.database(), folder.above() + "/elsewhere");
   fs::create_symlink(folder.above() + "/elsewhere", folder.database());
-  EXPECT_THROW(folder.runSql("DELETE FROM item"), Failure) << "a link that comes after the look at it";
+  EXPECT_THROW(folder.runSql("DELETE FROM item"), embedded::Failure)
+      << "a link that comes after the look at it";
 }
 
-TEST(EmbeddedItem, DoesNotOpenWhenItsRowWasAltered) {
+TEST(EmbeddedItem, IsNotGivenOutWhenItsRowWasAlteredAndInNobodysWay) {
+  const ItemMatch alice = matchOf("alice");
+  const ItemMatch aliceAnywhere{ItemClass::genericPassword, {{"account", "alice"}}};
   // alice is row 1, mallory row 2
-  const std::map<const char*, const char*> rows{
+  const struct {
+    const char* name;
+    const char* change;
+    OSStatus status = errSecAuthFailed;
+    OSStatus statusAnywhere = errSecAuthFailed;
+    ItemClass itemClass = ItemClass::genericPassword;
+  } rows[] = {
       {"copied secret", "sealed = (SELECT sealed FROM item WHERE id = 2)"},
       {"copied row", "(attributes, sealed) = (SELECT attributes, sealed FROM item WHERE id = 2)"},
       {"exchanged attributes", "attributes = (SELECT attributes FROM item WHERE id = 2)"},
       {"no attributes of ours", "attributes = x'00000001'"},
       {"another label", "attributes = CAST(replace(CAST(attributes AS TEXT), 'svn: a', 'svn: A') AS BLOB)"},
-      {"another class", "class = 2"},
-      {"neither class nor attributes of ours", "class = 2, attributes = x'00000001'"},
       {"another number", "id = 3"},
       {"no secret", "sealed = x''"},
       {"other nonce", "sealed = CAST(zeroblob(12) || substr(sealed, 13) AS BLOB)"},
       {"shorter secret", "sealed = substr(sealed, 1, 30)"},
       {"other tag", "sealed = CAST(substr(sealed, 1, length(sealed) - 16) || zeroblob(16) AS BLOB)"},
+      {"another class", "class = 2", errSecItemNotFound, errSecItemNotFound, ItemClass::internetPassword},
+      {"another column", "main = x'00'", errSecItemNotFound, errSecSuccess},
+      {"another column and label",
+       "main = x'00', attributes = CAST(replace(CAST(attributes AS TEXT), 'svn: a', 'svn: A') AS BLOB)",
+       errSecItemNotFound},
   };
-  for (const auto& [name, change] : rows) {
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     const KeychainFolder folder;
     EmbeddedKeychain store(folder.path());
     ASSERT_EQ(addItem(store, "alice") + addItem(store, "mallory"), errSecSuccess);
-    folder.runSql("UPDATE item SET " + std::string(change) + " WHERE id = 1");
-    Item found;
-    EXPECT_EQ(store.find(matchOf("alice"), Want::attributes, found), errSecAuthFailed) << name;
-    EXPECT_EQ(store.updateSecret(matchOf("alice"), HowMany::all, platform::Secret("x")), errSecAuthFailed)
-        << name;
-    EXPECT_NE(addItem(store, "alice"), errSecSuccess) << name;
-    EXPECT_EQ(findItem(store, "mallory") + addItem(store, "bob"), errSecSuccess) << name;
-    EXPECT_EQ(store.add({ItemClass::internetPassword, {{"server", "host"}}, {}}, {"server"}), errSecSuccess)
-        << name;
-    EXPECT_EQ(store.remove(matchOf("alice"), HowMany::first), errSecSuccess) << name;
-    EXPECT_EQ(addItem(store, "alice"), errSecSuccess) << name;
-    // By the label too: nothing is left of the old one.
-    EXPECT_EQ(store.find({ItemClass::genericPassword, {{"label", "svn: alice"}}}, Want::attributes, found),
-              errSecSuccess)
-        << name;
+    folder.runSql("UPDATE item SET " + std::string(row.change) + " WHERE id = 1");
+    EXPECT_EQ(findItem(store, "alice"), row.status);
+    EXPECT_EQ(findItem(store, "alice", aliceAnywhere), row.statusAnywhere);
+    EXPECT_EQ(store.updateSecret(alice, Secret("x")), row.status);
+    EXPECT_EQ(findItem(store, "mallory") + addItem(store, "bob"), errSecSuccess);
+    EXPECT_EQ(addItem(store, "mallory"), errSecDuplicateItem);
+
+    EXPECT_EQ(addItem(store, "alice") + findItem(store, "alice"), errSecSuccess) << "in its own way";
+    EXPECT_EQ(store.remove(alice), errSecSuccess);
+    EXPECT_EQ(findItem(store, "alice"), row.status) << "the one that is intact was removed";
+    // By its own values, or where it is now.
+    const ItemMatch whereItIs{row.itemClass, aliceAnywhere.attributes};
+    EXPECT_EQ(store.remove(row.status == errSecAuthFailed ? alice : whereItIs), errSecSuccess);
+    EXPECT_EQ(findItem(store, "mallory") + findItem(store, "bob"), errSecSuccess);
+    EXPECT_EQ(findItem(store, "alice", aliceAnywhere), errSecItemNotFound);
+    EXPECT_EQ(store.remove({ItemClass::internetPassword, {}}), errSecItemNotFound);
   }
+}
+
+TEST(EmbeddedItem, IsNeitherGivenOutNorRemovedForAColumnThatIsWrongAboutIt) {
+  const KeychainFolder folder;
+  EmbeddedKeychain store(folder.path());
+  ASSERT_EQ(addItem(store, "alice") + addItem(store, "bob"), errSecSuccess);
+  folder.runSql("UPDATE item SET main = CAST('other' AS BLOB) WHERE id = 2");
+  const ItemMatch other{ItemClass::genericPassword, {{"service", "other"}}};
+  EXPECT_EQ(findItem(store, "bob", other), errSecAuthFailed);
+  EXPECT_EQ(findItem(store, "bob"), errSecItemNotFound);
+  EXPECT_EQ(store.remove(other), errSecItemNotFound);
+  EXPECT_EQ(findItem(store, "bob"), errSecSuccess) << "the column was put right";
+  EXPECT_EQ(findItem(store, "bob", other), errSecItemNotFound);
 }
 
 TEST(EmbeddedItem, IsSealedForItsNumberWhichNoOtherGetsAndForItsClass) {
   const KeychainFolder folder;
   EmbeddedKeychain store(folder.path());
-  const auto addAgain = [&store] {
-    return store.remove(matchOf("alice"), HowMany::all) + addItem(store, "alice");
-  };
+  const auto addAgain = [&store] { return store.remove(matchOf("alice")) + addItem(store, "alice"); };
   ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
   folder.runSql("CREATE TABLE old AS SELECT * FROM item");
   ASSERT_EQ(addAgain(), errSecSuccess);
   folder.runSql("UPDATE item SET (attributes, sealed) = (SELECT attributes, sealed FROM old)");
   EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed) << "a secret that was removed";
   ASSERT_EQ(addAgain(), errSecSuccess);
-  folder.runSql("UPDATE item SET class = 2; UPDATE combination SET class = 2");
-  Item found;
-  EXPECT_EQ(store.find({ItemClass::internetPassword, matchOf("alice").attributes}, Want::attributes, found),
+  folder.runSql("UPDATE item SET class = 2");
+  EXPECT_EQ(findItem(store, "alice", {ItemClass::internetPassword, {{"account", "alice"}}}),
             errSecAuthFailed);
-}
-
-TEST(EmbeddedItem, IsNotRemovedForAListThatIsWrongAboutIt) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  ASSERT_EQ(addItem(store, "alice") + addItem(store, "bob"), errSecSuccess);
-  folder.runSql("UPDATE OR REPLACE entry SET item = 2 WHERE item = 1");
-  EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed);
-  EXPECT_EQ(store.remove(matchOf("alice"), HowMany::all), errSecItemNotFound);
-  EXPECT_EQ(addItem(store, "alice"), errSecSuccess);
-  EXPECT_EQ(findItem(store, "bob"), errSecSuccess);
-  folder.runSql("UPDATE combination SET class = 2");
-  EXPECT_EQ(store.remove({ItemClass::internetPassword, matchOf("bob").attributes}, HowMany::all),
-            errSecItemNotFound);
-  EXPECT_EQ(findItem(store, "bob"), errSecSuccess);
 }
 
 TEST(EmbeddedItem, IsNotGivenOutWrongWhereverABitOfTheDatabaseIsTurned) {
@@ -315,7 +352,7 @@ TEST(EmbeddedItem, LeavesNoPlainSecretAndNothingOfWhatWasRemoved) {
   ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
   EXPECT_EQ(contentOf(folder.database()).find("secret of alice"), std::string::npos);
   EXPECT_NE(contentOf(folder.database()).find("svn: alice"), std::string::npos);
-  ASSERT_EQ(store.remove(matchOf("alice"), HowMany::all), errSecSuccess);
+  ASSERT_EQ(store.remove(matchOf("alice")), errSecSuccess);
   EXPECT_EQ(contentOf(folder.database()).find("svn: alice"), std::string::npos);
 }
 
