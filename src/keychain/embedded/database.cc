@@ -82,19 +82,19 @@ Database::Database(platform::PrivateFolder folder, const char* name, const platf
     : deadline_(deadline), folder_(std::move(folder)) {
   const char* const vfs = unresolvedPathVfs();
   if (vfs == nullptr) throw Failure(errSecIO);
-  // SECURITY: without NOFOLLOW a link that takes the database's place after it was checked is followed.
-  open(folder_->pathOf(name).c_str(), SQLITE_OPEN_NOFOLLOW, vfs);
+  // SECURITY: SQLite's usual VFS follows a link that takes the database's place after it was checked.
+  open(folder_->pathOf(name).c_str(), vfs);
   requireNoWriteAheadLog();
   waitForLocksAndStopAtDeadline();
   runScript(connectionSettings);
 }
 
-Database::Database(const platform::Deadline& deadline) : deadline_(deadline) { open(":memory:", 0, nullptr); }
+Database::Database(const platform::Deadline& deadline) : deadline_(deadline) { open(":memory:", nullptr); }
 
-void Database::open(const char* path, int flags, const char* vfs) {
-  constexpr int usual = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
+void Database::open(const char* path, const char* vfs) {
+  constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
   sqlite3* opened = nullptr;
-  const int result = sqlite3_open_v2(path, &opened, usual | flags, vfs);
+  const int result = sqlite3_open_v2(path, &opened, flags, vfs);
   database_.reset(opened);  // a handle comes with most failures as well
   require(result);
   // SQLite falls back to reading.

@@ -105,7 +105,7 @@ class Database {
     void operator()(sqlite3_stmt* statement) const;
   };
 
-  void open(const char* path, int flags, const char* vfs);
+  void open(const char* path, const char* vfs);
   void waitForLocksAndStopAtDeadline();
   /// We never make one, and SQLite would fold it into the file before any version is looked at.
   void requireNoWriteAheadLog() const;

@@ -160,23 +160,21 @@ TEST(EmbeddedPlace, RunsNoTriggerThatSomebodyPutThere) {
 
 TEST(EmbeddedPlace, IsRefusedWhenAnyBitOfTheKeyIsTurnedOrTheDatabaseIsCutAnywhere) {
   const KeychainFolder folder;
-  ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  ASSERT_EQ(addItem(*folder.opened(), "alice"), errSecSuccess);
   const std::string key = contentOf(folder.key());
   for (std::size_t byte = 0; byte < key.size(); ++byte) {
     write(folder.key(), withBitFlipped(key, byte));
-    EXPECT_EQ(answersOf(*std::make_unique<EmbeddedKeychain>(folder.path())),
-              std::to_string(errSecAuthFailed));
+    EXPECT_EQ(answersOf(*folder.opened()), std::to_string(errSecAuthFailed));
   }
   write(folder.key(), key);
   const std::string whole = contentOf(folder.database());
   for (std::size_t length = 0; length < whole.size(); length += length < 110 ? 1 : 509) {
     write(folder.database(), whole.substr(0, length));
-    EXPECT_EQ(answersOf(*std::make_unique<EmbeddedKeychain>(folder.path())), std::to_string(errSecIO))
-        << length;
+    EXPECT_EQ(answersOf(*folder.opened()), std::to_string(errSecIO)) << length;
     EXPECT_TRUE(contentOf(folder.database()) == whole.substr(0, length)) << length;
   }
   write(folder.database(), whole);
-  EXPECT_EQ(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  EXPECT_EQ(findItem(*folder.opened(), "alice"), errSecSuccess);
 }
 
 TEST(EmbeddedPlace, IsMadeByTheFirstItemForItsOwnerOnly) {
@@ -244,12 +242,12 @@ TEST(EmbeddedPlace, IsOpenedAnewWhenABackupTookItsPlace) {
   fs::rename(folder.above() + "/backup", folder.database());
   EXPECT_EQ(findItem(store, "bob"), errSecItemNotFound);
   EXPECT_EQ(addItem(store, "carol"), errSecSuccess);
-  EXPECT_EQ(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "carol"), errSecSuccess);
+  EXPECT_EQ(findItem(*folder.opened(), "carol"), errSecSuccess);
 }
 
 TEST(EmbeddedPlace, HasADatabaseThatIsNotOpenedThroughALink) {
   const KeychainFolder folder;
-  ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  ASSERT_EQ(addItem(*folder.opened(), "alice"), errSecSuccess);
   fs::rename(folder.database(), folder.above() + "/elsewhere");
   fs::create_symlink(folder.above() + "/elsewhere", folder.database());
   EXPECT_THROW(folder.runSql("DELETE FROM item"), embedded::Failure)
@@ -331,18 +329,18 @@ TEST(EmbeddedItem, IsSealedForItsNumberWhichNoOtherGetsAndForItsClass) {
   EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed) << "a secret that was removed";
   ASSERT_EQ(addAgain(), errSecSuccess);
   folder.runSql("UPDATE item SET class = 2");
-  EXPECT_EQ(findItem(store, "alice", {ItemClass::internetPassword, {{"account", "alice"}}}),
+  EXPECT_EQ(findItem(store, "alice", ItemMatch{ItemClass::internetPassword, {{"account", "alice"}}}),
             errSecAuthFailed);
 }
 
 TEST(EmbeddedItem, IsNotGivenOutWrongWhereverABitOfTheDatabaseIsTurned) {
   const KeychainFolder folder;
-  ASSERT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecSuccess);
+  ASSERT_EQ(addItem(*folder.opened(), "alice"), errSecSuccess);
   const std::string whole = contentOf(folder.database());
   for (std::size_t byte = 0; byte < whole.size(); byte += 7) {
     if (whole[byte] == '\0') continue;
     write(folder.database(), withBitFlipped(whole, byte));
-    EXPECT_NE(findItem(*std::make_unique<EmbeddedKeychain>(folder.path()), "alice"), errSecParam) << byte;
+    EXPECT_NE(findItem(*folder.opened(), "alice"), errSecParam) << byte;
   }
 }
 

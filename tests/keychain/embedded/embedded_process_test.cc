@@ -77,8 +77,7 @@ constexpr int itemsOfEachWriter = 25;
 std::string nameOf(int writer, int item) { return std::to_string(writer) + "/" + std::to_string(item); }
 
 /// 1 for the one who added the common item, 0 for the others, 2 when something failed.
-int addAll(const KeychainFolder& folder, int writer) {
-  EmbeddedKeychain store(folder.path());
+int addAll(ItemStore& store, int writer) {
   for (int i = 0; i < itemsOfEachWriter; ++i) {
     const std::string name = nameOf(writer, i);
     if (addItem(store, name) != errSecSuccess || addPair(store, name, name) != errSecSuccess) return 2;
@@ -87,19 +86,17 @@ int addAll(const KeychainFolder& folder, int writer) {
   return common == errSecSuccess ? 1 : common == errSecDuplicateItem ? 0 : 2;
 }
 
-/// Waits for each item of the writer and looks whether its pair is whole at all times.
-int seeAll(const KeychainFolder& folder, int writer) {
-  EmbeddedKeychain store(folder.path());
+/// Waits for each pair of the writer and looks whether it is whole at once. 2 when it is not.
+int seeAll(ItemStore& store, int writer) {
   const platform::Deadline deadline(std::chrono::seconds(60));
+  Item half;
   for (int i = 0; i < itemsOfEachWriter; ++i) {
     const std::string name = nameOf(writer, i);
-    std::string maker = "nobody";
-    while (maker == "nobody" && deadline.pause()) {
-      Item half;
-      const OSStatus status = store.find(test::halfOf(name, "private"), ItemStore::Want::attributes, half);
-      if (status != errSecItemNotFound) maker = makerOf(store, name);
+    while (store.find(test::halfOf(name, "public"), ItemStore::Want::attributes, half) ==
+               errSecItemNotFound &&
+           deadline.pause()) {
     }
-    if (maker != name || findItem(store, name) != errSecSuccess) return 2;
+    if (makerOf(store, name) != name || findItem(store, name) != errSecSuccess) return 2;
   }
   return 0;
 }
@@ -108,13 +105,13 @@ TEST(EmbeddedProcesses, LoseNothingWhenSixteenWriteAndEightReadFromTheBeginning)
   const KeychainFolder folder;
   std::vector<std::function<int()>> all;
   for (int writer = 0; writer < 16; ++writer) {
-    all.emplace_back([&folder, writer] { return addAll(folder, writer); });
-    if (writer % 2 == 0) all.emplace_back([&folder, writer] { return seeAll(folder, writer); });
+    all.emplace_back([&folder, writer] { return addAll(*folder.opened(), writer); });
+    if (writer % 2 == 0) all.emplace_back([&folder, writer] { return seeAll(*folder.opened(), writer); });
   }
   const std::vector<int> results = resultsOf(all);
   EXPECT_EQ(std::ranges::count(results, 1), 1);
   EXPECT_EQ(std::ranges::count(results, 0), 23);
-  for (int writer = 0; writer < 16; ++writer) EXPECT_EQ(seeAll(folder, writer), 0);
+  for (int writer = 0; writer < 16; ++writer) EXPECT_EQ(seeAll(*folder.opened(), writer), 0);
 }
 
 TEST(EmbeddedProcesses, MakeOneWholePairWhenAllMakeTheSameAtOnce) {
@@ -156,10 +153,8 @@ TEST(EmbeddedProcesses, AreServedInTheOrderInWhichTheyCame) {
   {
     std::vector<std::jthread> threads;
     for (int number = 1; number < 8; ++number) {
-      threads.emplace_back([&folder, number] {
-        EXPECT_EQ(addItem(*std::make_unique<EmbeddedKeychain>(folder.path()), std::to_string(number)),
-                  errSecSuccess);
-      });
+      threads.emplace_back(
+          [&folder, number] { EXPECT_EQ(addItem(*folder.opened(), std::to_string(number)), errSecSuccess); });
       while (!isTaken(folder, number + 1) && deadline.pause()) {
       }
     }
@@ -197,7 +192,7 @@ TEST(EmbeddedProcesses, KeepWholePairsOnlyWhenTheyAreKilledAnywhere) {
         const itimerval end{.it_interval = {}, .it_value = {.tv_sec = 0, .tv_usec = round * 151}};
         ::setitimer(ITIMER_REAL, &end, nullptr);
         EmbeddedKeychain store(folder->path());
-        for (std::size_t i = added; addPair(store, std::to_string(i), "killed") == errSecSuccess; ++i) {
+        for (std::size_t i = added; addPair(store, std::to_string(i), "ann") == errSecSuccess; ++i) {
           if (::write(done.writeEnd.get(), "", 1) != 1) break;
         }
         return 1;
@@ -206,10 +201,10 @@ TEST(EmbeddedProcesses, KeepWholePairsOnlyWhenTheyAreKilledAnywhere) {
       added += countUntilEnd(done.readEnd);
       EXPECT_EQ(waitStatusOf(child), SIGALRM);
       EmbeddedKeychain store(folder->path());
-      for (std::size_t i = 0; i < added; ++i) EXPECT_NE(makerOf(store, std::to_string(i)), "torn") << round;
+      for (std::size_t i = 0; i < added; ++i) EXPECT_EQ(makerOf(store, std::to_string(i)), "ann") << round;
       // One more may have been added without our having heard of it.
-      const bool isThere = addPair(store, std::to_string(added), "later") == errSecDuplicateItem;
-      EXPECT_EQ(makerOf(store, std::to_string(added)), isThere ? "killed" : "later") << round;
+      const bool isThere = addPair(store, std::to_string(added), "ann") == errSecDuplicateItem;
+      EXPECT_EQ(makerOf(store, std::to_string(added)), "ann") << round << isThere;
       EXPECT_EQ(makerOf(store, std::to_string(++added)), "nobody") << round;
       EXPECT_EQ(filesIn(*folder), 4) << "database, journal, key, lock";
     }
@@ -229,9 +224,8 @@ bool isWholeWhenNothingFits(const std::string& path) {
   while (added < 10'000 && addNext(std::to_string(added)) == errSecSuccess) ++added;
   if (added == 1 || status != errSecIO) return false;
   EmbeddedKeychain later(path);
-  for (int i = 0; i < added; ++i) {
+  for (int i = 0; i < added; ++i)
     if (makerOf(later, std::to_string(i)) != std::to_string(i)) return false;
-  }
   return makerOf(later, "uneven") == "nobody" && makerOf(later, std::to_string(added)) == "nobody";
 }
 
@@ -362,26 +356,10 @@ TEST(EmbeddedProcesses, AnswerInTimeWhileAnotherKeepsTheDatabaseLocked) {
 TEST(EmbeddedThreads, MayShareOneKeychain) {
   const KeychainFolder folder;
   EmbeddedKeychain store(folder.path());
-  constexpr int itemsOfEach = 25;
-  {
-    std::vector<std::jthread> threads;
-    for (int thread = 0; thread < 6; ++thread) {
-      threads.emplace_back([&store, thread] {
-        for (int i = 0; i < itemsOfEach; ++i) {
-          const std::string account = std::to_string(thread) + "/" + std::to_string(i);
-          EXPECT_EQ(addItem(store, account), errSecSuccess);
-          EXPECT_EQ(findItem(store, account), errSecSuccess);
-          if (i % 2 == 0) continue;
-          EXPECT_EQ(store.remove(matchOf(account)), errSecSuccess);
-        }
-      });
-    }
-  }
-  for (int thread = 0; thread < 6; ++thread) {
-    for (int i = 0; i < itemsOfEach; ++i) {
-      EXPECT_EQ(findItem(store, std::to_string(thread) + "/" + std::to_string(i)),
-                i % 2 != 0 ? errSecItemNotFound : errSecSuccess);
-    }
+  std::vector<std::jthread> threads;
+  for (int writer = 0; writer < 4; ++writer) {
+    threads.emplace_back([&store, writer] { EXPECT_LT(addAll(store, writer), 2); });
+    threads.emplace_back([&store, writer] { EXPECT_EQ(seeAll(store, writer), 0); });
   }
 }
 

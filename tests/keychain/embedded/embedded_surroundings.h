@@ -5,6 +5,8 @@
 
 #include <array>
 #include <filesystem>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -16,67 +18,68 @@
 /// What the tests of the embedded keychain have in common.
 namespace quelto::test {
 
-inline keychain::ItemMatch matchOf(const std::string& account) {
-  return {keychain::ItemClass::genericPassword, {{"account", account}, {"service", "svn"}}};
+using keychain::Item;
+using keychain::ItemClass;
+using keychain::ItemMatch;
+using keychain::ItemStore;
+using keychain::OSStatus;
+
+inline ItemMatch matchOf(const std::string& account) {
+  return {ItemClass::genericPassword, {{"account", account}, {"service", "svn"}}};
 }
 
 /// An item whose secret tells whose it is.
-inline keychain::OSStatus addItem(keychain::ItemStore& store, const std::string& account) {
-  const keychain::Item item{
-      .itemClass = keychain::ItemClass::genericPassword,
-      .attributes = {{"account", account}, {"service", "svn"}, {"label", "svn: " + account}},
-      .secret = platform::Secret("secret of " + account)};
+inline Item itemOf(const std::string& account) {
+  return {.itemClass = ItemClass::genericPassword,
+          .attributes = {{"account", account}, {"service", "svn"}, {"label", "svn: " + account}},
+          .secret = platform::Secret("secret of " + account)};
+}
+
+inline OSStatus addItem(ItemStore& store, const std::string& account) {
+  const Item item = itemOf(account);
   return store.add({&item, 1});
 }
 
 /// Never success for an item that is not exactly as it was added.
-inline keychain::OSStatus findItem(keychain::ItemStore& store, const std::string& account,
-                                   const keychain::ItemMatch& match) {
-  keychain::Item found;
-  const auto status = store.find(match, keychain::ItemStore::Want::attributesAndSecret, found);
-  if (status != keychain::errSecSuccess) return status;
+inline OSStatus findItem(ItemStore& store, const std::string& account,
+                         const std::optional<ItemMatch>& match = std::nullopt) {
+  const Item expected = itemOf(account);
+  Item found;
+  const OSStatus status =
+      store.find(match.value_or(matchOf(account)), ItemStore::Want::attributesAndSecret, found);
   const bool isWhole =
-      found.secret.view() == "secret of " + account &&
-      found.attributes ==
-          keychain::Attributes{{"account", account}, {"service", "svn"}, {"label", "svn: " + account}};
-  return isWhole ? keychain::errSecSuccess : keychain::errSecParam;
-}
-inline keychain::OSStatus findItem(keychain::ItemStore& store, const std::string& account) {
-  return findItem(store, account, matchOf(account));
+      found.secret.view() == expected.secret.view() && found.attributes == expected.attributes;
+  return status != keychain::errSecSuccess || isWhole ? status : keychain::errSecParam;
 }
 
-inline keychain::ItemMatch halfOf(const std::string& identity, const char* half) {
-  return {keychain::ItemClass::key, {{"tag", identity + "." + half}, {"keyclass", half}}};
+inline ItemMatch halfOf(const std::string& identity, const std::string& half) {
+  return {ItemClass::key, {{"tag", identity + "." + half}, {"keyclass", half}}};
 }
 
 /// Both halves of a key pair, whose secrets tell who made them.
-inline std::array<keychain::Item, 2> pairOf(const std::string& identity, const std::string& maker) {
+inline std::array<Item, 2> pairOf(const std::string& identity, const std::string& maker) {
   const auto half = [&](const char* name) {
-    keychain::ItemMatch match = halfOf(identity, name);
-    return keychain::Item{.itemClass = match.itemClass,
-                          .attributes = std::move(match.attributes),
-                          .secret = platform::Secret(maker)};
+    return Item{.itemClass = ItemClass::key,
+                .attributes = halfOf(identity, name).attributes,
+                .secret = platform::Secret(maker)};
   };
   return {half("private"), half("public")};
 }
 
-inline keychain::OSStatus addPair(keychain::ItemStore& store, const std::string& identity,
-                                  const std::string& maker) {
+inline OSStatus addPair(ItemStore& store, const std::string& identity, const std::string& maker) {
   return store.add(pairOf(identity, maker));
 }
 
-/// Who made the pair: "nobody" when there is neither half, and "torn" when there are not both, or of two
-/// makers.
-inline std::string makerOf(keychain::ItemStore& store, const std::string& identity) {
-  keychain::Item halves[2];
-  const auto find = [&](const char* name, keychain::Item& half) {
-    return store.find(halfOf(identity, name), keychain::ItemStore::Want::attributesAndSecret, half);
+/// Who made the pair; "nobody" when there is neither half, "torn" when they do not belong together.
+inline std::string makerOf(ItemStore& store, const std::string& identity) {
+  const auto makerOfHalf = [&](const char* half) {
+    Item found;
+    const OSStatus status = store.find(halfOf(identity, half), ItemStore::Want::attributesAndSecret, found);
+    if (status == keychain::errSecItemNotFound) return std::string("nobody");
+    return status == keychain::errSecSuccess ? std::string(found.secret.view()) : std::to_string(status);
   };
-  const std::pair statuses(find("private", halves[0]), find("public", halves[1]));
-  if (statuses == std::pair(keychain::errSecItemNotFound, keychain::errSecItemNotFound)) return "nobody";
-  const bool isWhole = statuses == std::pair(keychain::errSecSuccess, keychain::errSecSuccess) &&
-                       halves[0].secret.view() == halves[1].secret.view();
-  return isWhole ? std::string(halves[0].secret.view()) : "torn";
+  const std::string maker = makerOfHalf("private");
+  return makerOfHalf("public") == maker ? maker : "torn";
 }
 
 /// Where writing does not wait for a disk, which may be slower than a call's limit: in memory.
@@ -98,10 +101,15 @@ class KeychainFolder {
   [[nodiscard]] std::string database() const { return path() + "/keychain.sqlite"; }
   [[nodiscard]] std::string key() const { return path() + "/master.key"; }
 
+  /// As another process opens it.
+  [[nodiscard]] std::unique_ptr<keychain::EmbeddedKeychain> opened() const {
+    return std::make_unique<keychain::EmbeddedKeychain>(path());
+  }
+
   /// Past the keychain, as somebody who can write the file.
   void runSql(const std::string& statements) const {
-    auto folder = platform::PrivateFolder::open(path());
-    keychain::embedded::Database(std::move(*folder), keychain::embedded::databaseName,
+    keychain::embedded::Database(std::move(*platform::PrivateFolder::open(path())),
+                                 keychain::embedded::databaseName,
                                  platform::Deadline(std::chrono::seconds(1)))
         .runScript(statements.c_str());
   }
