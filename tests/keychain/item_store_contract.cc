@@ -82,6 +82,7 @@ TEST_P(ItemStoreContract, FindsTheOldestOfTheItemsThatEqualTheMatch) {
       {"nothing but another class", {internet, {}}, "6"},
       {"a class without items", {key, {}}, notFound},
       {"one attribute of many items", {generic, {{"account", "a"}}}, "1"},
+      {"another of many", {generic, {{"service", "s"}}}, "1"},
       {"two attributes together", {generic, {{"service", "s"}, {"label", "two"}}}, "2"},
       {"no identity attribute", {generic, {{"label", "two"}}}, "2"},
       {"each in some item, never together", {generic, {{"service", "t"}, {"label", "one"}}}, notFound},
