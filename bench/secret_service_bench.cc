@@ -19,7 +19,7 @@
 namespace quelto::bench {
 namespace {
 
-using namespace platform::keychain;
+using namespace keychain;
 
 constexpr std::string_view lookUpOnce = "--look-up-once";
 constexpr std::string_view secret = "a password of a common length";
@@ -31,7 +31,7 @@ void require(bool condition, const char* otherwise) {
 
 ItemStore& store() {
   static auto* const instance =
-      platform::moduleService<ItemStore>("libquelto_secret_service.so", "queltoOpenSecretService");
+      platform::moduleService<ItemStore>("libquelto_secret_service.so", "queltoSecretServiceStore");
   require(instance != nullptr, "the module cannot be opened");
   return *instance;
 }
@@ -39,11 +39,11 @@ ItemStore& store() {
 Attributes attributesOf(const std::string& account) { return {{"account", account}, {"service", "svn"}}; }
 
 void add(const std::string& account) {
-  const auto status = store().add({.itemClass = ItemClass::genericPassword,
-                                   .attributes = attributesOf(account),
-                                   .secret = platform::Secret(secret)},
-                                  {"account", "service"});
-  require(status == keychain::errSecSuccess, "nothing was added");
+  const Item item{.itemClass = ItemClass::genericPassword,
+                  .attributes = attributesOf(account),
+                  .secret = platform::Secret(secret)};
+  const OSStatus status = store().add({&item, 1});
+  require(status == errSecSuccess, "nothing was added");
 }
 
 void lookUp() {
@@ -51,7 +51,7 @@ void lookUp() {
   const auto status =
       store().find({.itemClass = ItemClass::genericPassword, .attributes = attributesOf("alice")},
                    ItemStore::Want::attributesAndSecret, found);
-  require(status == keychain::errSecSuccess && found.secret.view() == secret, "the secret was not found");
+  require(status == errSecSuccess && found.secret.view() == secret, "the secret was not found");
 }
 
 void run(std::vector<std::string> words) {

@@ -1,15 +1,9 @@
 #include "tests/support/keyring_surroundings.h"
 
-#include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
@@ -39,66 +33,25 @@ void killAllChildren() {
   for (auto children = childrenOfThisProcess(); !children.empty(); children = childrenOfThisProcess()) {
     for (const pid_t id : children) {
       ::kill(id, SIGKILL);
-      ::waitpid(id, nullptr, 0);
+      (void)exitStatusOf(id);
     }
   }
 }
 
-std::string busConfiguration(const std::string& folder) {
+std::string busConfiguration(const std::string& folder, const std::string& names) {
   return "<busconfig><type>session</type><listen>unix:path=" + folder + "/run/bus</listen><servicedir>" +
          folder +
          "/services</servicedir><policy context=\"default\"><allow send_destination=\"*\"/><allow "
-         "receive_sender=\"*\"/><allow own=\"*\"/>"
-         "</policy></busconfig>";
+         "receive_sender=\"*\"/><allow own=\"" +
+         names + "\"/></policy></busconfig>";
 }
 
 }  // namespace
 
-Printed shell(const std::string& command) {
-  std::FILE* const output =
-      ::popen(("exec 2>&1; unset G_MESSAGES_DEBUG G_DBUS_DEBUG; timeout 20 " + command).c_str(), "re");
-  require(output != nullptr, command);
-  Printed printed{};
-  for (int character = 0; (character = std::fgetc(output)) != EOF;)
-    printed.text += static_cast<char>(character);
-  printed.status = ::pclose(output);
-  return printed;
-}
-
-Companion::Companion(const std::string& command, Speech speech) {
-  int line[2];
-  require(::pipe2(line, O_CLOEXEC) == 0, "pipe");
-  id_ = ::fork();
-  if (id_ == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (speech == Speech::announces) ::dup2(line[1], 3);
-    ::execl("/bin/sh", "sh", "-c", command.c_str(), nullptr);
-    ::_exit(127);
-  }
-  ::close(line[1]);
-  char character = '\n';
-  while (speech == Speech::announces && ::read(line[0], &character, 1) == 1 && character != '\n')
-    announcement_ += character;
-  ::close(line[0]);
-  require(id_ > 0 && character == '\n', command);
-}
-
-Companion::~Companion() {
-  constexpr int limit = 5000;
-  // Asked first: a display that is killed leaves its socket behind.
-  ::kill(id_, SIGTERM);
-  ::kill(id_, SIGCONT);
-  pollfd ended{.fd = static_cast<int>(::syscall(SYS_pidfd_open, id_, 0)), .events = POLLIN, .revents = 0};
-  ::poll(&ended, 1, limit);
-  ::close(ended.fd);
-  ::kill(id_, SIGKILL);
-  ::waitpid(id_, nullptr, 0);
-}
-
-void Companion::signal(int number) const { ::kill(id_, number); }
-
-KeyringSurroundings::KeyringSurroundings(Around around) {
+KeyringSurroundings::KeyringSurroundings(const Around& around) {
   ::prctl(PR_SET_CHILD_SUBREAPER, 1);
+  // Whatever the machine's locale, programs print names as they are.
+  set("LC_ALL", "C.UTF-8");
   set("HOME", path("home"));
   set("XDG_RUNTIME_DIR", path("run"));
   for (const char* name : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "DISPLAY", "WAYLAND_DISPLAY"}) set(name, {});
@@ -113,7 +66,7 @@ KeyringSurroundings::KeyringSurroundings(Around around) {
                           path("services"));
   }
   folder_.write("password", "test");
-  folder_.write("bus.conf", busConfiguration(folder_.path()));
+  folder_.write("bus.conf", busConfiguration(folder_.path(), around.names));
   if (around.activation)
     folder_.write(
         "services/secrets.service",

@@ -1,54 +1,29 @@
 #pragma once
 
-#include <sys/types.h>
-
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
 
+#include "tests/support/processes.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quelto::test {
-
-/// What a shell command prints on standard output; it has 20 seconds. `status` is 0 on success.
-struct Printed {
-  int status;
-  std::string text;
-};
-[[nodiscard]] Printed shell(const std::string& command);
-
-/// A program beside the test, in this process's environment, that is ended with the object.
-class Companion {
- public:
-  /// Runs a shell command, which begins with "exec". With `announces` its first line on descriptor 3 is
-  /// waited for.
-  enum class Speech { none, announces };
-  explicit Companion(const std::string& command, Speech speech = Speech::none);
-  ~Companion();
-  Companion(const Companion&) = delete;
-  Companion& operator=(const Companion&) = delete;
-
-  [[nodiscard]] const std::string& announcement() const { return announcement_; }
-  void signal(int number) const;
-
- private:
-  pid_t id_ = -1;
-  std::string announcement_;
-};
 
 /// A session of its own: home, runtime folder and bus, which this process's environment names as long as the
 /// object lives. Whatever was started in it, by the bus too, is killed at its end.
 class KeyringSurroundings {
  public:
-  /// What stands around the bus: a display, so that its prompts show, and whether it starts the keyring when
-  /// that is asked for.
   struct Around {
+    /// A display, on which the keyring's dialogs appear.
     bool display = false;
+    /// The bus starts the keyring when that is asked for.
     bool activation = false;
+    /// Which names the bus gives out.
+    std::string names = "*";
   };
   KeyringSurroundings() : KeyringSurroundings(Around{}) {}
-  explicit KeyringSurroundings(Around around);
+  explicit KeyringSurroundings(const Around& around);
   ~KeyringSurroundings();
   KeyringSurroundings(const KeyringSurroundings&) = delete;
   KeyringSurroundings& operator=(const KeyringSurroundings&) = delete;

@@ -1,10 +1,7 @@
 #pragma once
 
 #include <fcntl.h>
-#include <linux/capability.h>
 #include <sys/mman.h>
-#include <sys/resource.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,14 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <utility>
 
 #include "platform/files/unique_fd.h"
 #include "platform/secrets/secret.h"
+#include "tests/support/temporary_folder.h"
 
 /// What a test changes or watches of the process that it runs in.
 namespace quelto::test {
@@ -37,10 +33,7 @@ class Captured {
   ~Captured() { ::dup2(before_.get(), descriptor_); }
   Captured(const Captured&) = delete;
   Captured& operator=(const Captured&) = delete;
-  [[nodiscard]] std::string text() const {
-    return (std::stringstream() << std::ifstream("/proc/self/fd/" + std::to_string(text_.get())).rdbuf())
-        .str();
-  }
+  [[nodiscard]] std::string text() const { return contentOf("/proc/self/fd/" + std::to_string(text_.get())); }
 
  private:
   int descriptor_;
@@ -48,35 +41,8 @@ class Captured {
   platform::UniqueFd text_;
 };
 
-/// While it lives, this thread and those that it starts may lock one page of memory, root's too.
-class LittleLockedMemory {
- public:
-  LittleLockedMemory() {
-    ::getrlimit(RLIMIT_MEMLOCK, &before_);
-    const rlimit little{.rlim_cur = 4096, .rlim_max = before_.rlim_max};
-    ::setrlimit(RLIMIT_MEMLOCK, &little);
-    ::syscall(SYS_capget, &header_, capabilities_);
-    effectiveBefore_ =
-        std::exchange(capabilities_[0].effective, capabilities_[0].effective & ~(1U << CAP_IPC_LOCK));
-    ::syscall(SYS_capset, &header_, capabilities_);
-  }
-  ~LittleLockedMemory() {
-    ::setrlimit(RLIMIT_MEMLOCK, &before_);
-    capabilities_[0].effective = effectiveBefore_;
-    ::syscall(SYS_capset, &header_, capabilities_);
-  }
-  LittleLockedMemory(const LittleLockedMemory&) = delete;
-  LittleLockedMemory& operator=(const LittleLockedMemory&) = delete;
-
- private:
-  rlimit before_{};
-  __user_cap_header_struct header_{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
-  __user_cap_data_struct capabilities_[2]{};
-  __u32 effectiveBefore_ = 0;
-};
-
-/// Sees whether the threads that our code has started since then end. They bear the program's name, as those
-/// that GLib starts for itself do not.
+/// Sees whether the threads that our code has started since then end. They have the program's name; those
+/// that GLib starts for itself have not.
 class OwnThreads {
  public:
   OwnThreads() {
@@ -91,13 +57,10 @@ class OwnThreads {
   }
 
  private:
-  static std::string textIn(const std::filesystem::path& file) {
-    return (std::stringstream() << std::ifstream(file).rdbuf()).str();
-  }
   static int count() {
     int count = 0;
     for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-      if (textIn(task.path() / "comm") == textIn("/proc/self/comm")) ++count;
+      if (contentOf(task.path() / "comm") == contentOf("/proc/self/comm")) ++count;
     }
     return count;
   }
@@ -105,14 +68,14 @@ class OwnThreads {
   int before_ = 0;
 };
 
-/// A secret that stands nowhere in the program: each byte of `inverse` inverted.
+/// A secret that the program's own text does not contain: each byte of `inverse` inverted.
 inline platform::Secret secretFrom(std::string_view inverse) {
   platform::Secret secret = platform::Secret::ofSize(inverse.size());
   std::ranges::transform(inverse, secret.data(), std::bit_not());
   return secret;
 }
 
-/// Whether that secret stands anywhere in this process's writable memory.
+/// Whether that secret is anywhere in this process's writable memory.
 inline bool isInMemory(std::string_view inverse) {
   constexpr std::size_t blockSize = std::size_t{1} << 20U;
   // Larger ones are a sanitizer's notes on the memory, not the memory.

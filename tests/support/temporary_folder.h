@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 namespace quelto::test {
@@ -31,5 +32,10 @@ class TemporaryFolder {
  private:
   std::string path_;
 };
+
+/// Empty when the file cannot be read.
+inline std::string contentOf(const std::filesystem::path& file) {
+  return (std::stringstream() << std::ifstream(file, std::ios::binary).rdbuf()).str();
+}
 
 }  // namespace quelto::test

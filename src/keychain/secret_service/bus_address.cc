@@ -1,12 +1,12 @@
 #include "keychain/secret_service/bus_address.h"
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <string_view>
 
 #include "keychain/secret_service/glib_owners.h"
+#include "platform/files/ownership.h"
 #include "platform/user/environment.h"
 
 namespace quelto::keychain {
@@ -23,14 +23,6 @@ std::string withoutAutolaunch(std::string_view addresses) {
   return kept;
 }
 
-/// Whether nobody but this user can put anything into the folder, as XDG asks of every runtime folder.
-bool isOursAlone(const std::string& folder) {
-  constexpr mode_t writableByOthers = 0022;
-  struct stat status {};
-  return ::stat(folder.c_str(), &status) == 0 && status.st_uid == ::geteuid() &&
-         (status.st_mode & writableByOthers) == 0;
-}
-
 }  // namespace
 
 std::optional<std::string> sessionBusAddress() {
@@ -43,9 +35,9 @@ std::optional<std::string> sessionBusAddress() {
   const std::string path = folder + "/bus";
   struct stat status {};
   if (folder.empty() || ::stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) return std::nullopt;
-  // SECURITY: whoever else can write to the folder could be our bus, and be given the secrets; that the
+  // SECURITY: whoever else can write to the folder could be our bus, and be given the secrets. That the
   // socket is ours now says nothing of the one that is there a moment later.
-  if (!isOursAlone(folder)) return std::nullopt;
+  if (::stat(folder.c_str(), &status) != 0 || !platform::isWrittenByUsAlone(status)) return std::nullopt;
   const TextOwner escaped(g_dbus_address_escape_value(path.c_str()));
   return std::string("unix:path=") + escaped.get();
 }

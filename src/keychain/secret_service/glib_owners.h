@@ -1,12 +1,10 @@
 #pragma once
 
-// The session and its secrets are reachable by object path only through the part of libsecret that asks to be
-// acknowledged as changeable.
-#define SECRET_API_SUBJECT_TO_CHANGE
-#include <libsecret/secret.h>
-#include <string.h>
+#include <gio/gio.h>
 
 #include <memory>
+#include <string>
+#include <vector>
 
 /// Owners for what GLib counts references of.
 namespace quelto::keychain {
@@ -21,43 +19,36 @@ struct Release {
 
 template <typename Type>
 using ObjectOwner = std::unique_ptr<Type, Release<g_object_unref>>;
-using ErrorOwner = std::unique_ptr<GError, Release<g_error_free>>;
 using ContextOwner = std::unique_ptr<GMainContext, Release<g_main_context_unref>>;
+using ErrorOwner = std::unique_ptr<GError, Release<g_error_free>>;
 using VariantOwner = std::unique_ptr<GVariant, Release<g_variant_unref>>;
 using TextOwner = std::unique_ptr<char, Release<g_free>>;
-
-/// Overwrites the secret, which libsecret does only where the system lets it lock memory. The value is ours
-/// alone.
-struct WipeAndRelease {
-  void operator()(SecretValue* value) const {
-    gsize size = 0;
-    const char* const bytes = secret_value_get(value, &size);
-    // SECURITY: else a secret stays in freed memory.
-    ::explicit_bzero(const_cast<char*>(bytes), size);
-    secret_value_unref(value);
-  }
-};
-using SecretValueOwner = std::unique_ptr<SecretValue, WipeAndRelease>;
 
 /// Takes a new variant, which GLib hands out without an owner.
 inline VariantOwner owned(GVariant* floating) { return VariantOwner(g_variant_ref_sink(floating)); }
 
-/// Collects the error of one library call: `GError** out = error.out()`.
-class ErrorSlot {
- public:
-  ErrorSlot() = default;
-  ~ErrorSlot() { g_clear_error(&error_); }
-  ErrorSlot(const ErrorSlot&) = delete;
-  ErrorSlot& operator=(const ErrorSlot&) = delete;
-  [[nodiscard]] GError** out() {
-    g_clear_error(&error_);
-    return &error_;
-  }
-  /// Null when there was none.
-  [[nodiscard]] const GError* get() const { return error_; }
+/// A child of a tuple.
+inline VariantOwner childOf(const VariantOwner& tuple, std::size_t index) {
+  return VariantOwner(g_variant_get_child_value(tuple.get(), index));
+}
 
- private:
-  GError* error_ = nullptr;
-};
+/// A child of a tuple that is a text or an object path.
+inline std::string textOf(const VariantOwner& tuple, std::size_t index) {
+  return g_variant_get_string(childOf(tuple, index).get(), nullptr);
+}
+
+/// The object paths in an array of them.
+inline std::vector<std::string> pathsIn(const VariantOwner& array) {
+  std::vector<std::string> paths(g_variant_n_children(array.get()));
+  for (std::size_t index = 0; index < paths.size(); ++index) paths[index] = textOf(array, index);
+  return paths;
+}
+
+/// The bytes of an array of type "ay", valid as long as the variant.
+inline std::string_view bytesIn(const VariantOwner& array) {
+  gsize size = 0;
+  const void* const bytes = g_variant_get_fixed_array(array.get(), &size, 1);
+  return {static_cast<const char*>(bytes), size};
+}
 
 }  // namespace quelto::keychain

@@ -35,7 +35,7 @@ bool isControl(char character) {
   return byte < 0x20 || byte == 0x7f;
 }
 
-bool standsAsItIs(std::string_view bytes) {
+bool needsNoEncoding(std::string_view bytes) {
   return !bytes.starts_with(encodedPrefix) && std::ranges::none_of(bytes, isControl) &&
          g_utf8_validate_len(bytes.data(), bytes.size(), nullptr) == TRUE;
 }
@@ -60,10 +60,10 @@ std::string asDataUrl(std::string_view bytes) {
 }
 
 std::string textOf(std::string_view bytes) {
-  return standsAsItIs(bytes) ? std::string(bytes) : asDataUrl(bytes);
+  return needsNoEncoding(bytes) ? std::string(bytes) : asDataUrl(bytes);
 }
 
-/// A text that we would not have written means itself, so that no two texts mean the same bytes.
+/// A text that is not what we would have written means itself, so that no two texts mean the same bytes.
 std::string bytesOf(std::string_view text) {
   if (!text.starts_with(encodedPrefix)) return std::string(text);
   std::string bytes;

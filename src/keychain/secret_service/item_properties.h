@@ -7,28 +7,28 @@
 #include "keychain/item_store.h"
 #include "keychain/secret_service/glib_owners.h"
 
-/// How items stand in the keyring. Attribute values and labels are D-Bus strings, which hold neither NUL nor
-/// ill-formed UTF-8, and not every keyring keeps control characters. A value that is free of all these stands
-/// as it is; another one, and one that would read like it, as a "data" URL (RFC 2397) of its bytes, each
-/// outside RFC 3986's unreserved set percent-encoded: "data:,a%00b". So any bytes come back, and equal bytes,
-/// and only these, are equal texts. The label attribute is the item's label and nothing else, so that
-/// renaming an item in the desktop's keyring program renames it; a missing label is the empty text there, an
-/// empty one "data:,".
+/// How items are stored in the keyring. Attribute values and labels are D-Bus strings, which hold neither NUL
+/// nor ill-formed UTF-8, and not every keyring keeps control characters. A value without any of these is
+/// stored as it is; any other, and one that looks like an encoded one, as a "data" URL (RFC 2397) of its
+/// bytes, each outside RFC 3986's unreserved set percent-encoded: "data:,a%00b". So any bytes come back, and
+/// two texts are equal exactly when their bytes are. The label attribute is the item's label and nothing
+/// else, so that renaming an item in the desktop's keyring program renames it; a missing label is the empty
+/// text there, an empty one "data:,".
 namespace quelto::keychain {
 
-/// What the keyring tells of an item, its secret excepted.
+/// What the keyring tells of an item, without its secret.
 struct StoredItem {
   std::string path;
   /// Seconds since 1970, set by the keyring.
   std::uint64_t created = 0;
-  /// A locked item has lost its attributes and label.
+  /// A locked item comes without its attributes and label.
   bool isLocked = false;
   ItemClass itemClass = ItemClass::genericPassword;
   Attributes attributes;
 };
 
 /// What the keyring can match: class and attributes, type "a{ss}". It compares no labels. The schema, which
-/// every item has, is left out: a locked collection that has not been open yet does not match it.
+/// every item has, is left out: a locked collection that was never open does not match it.
 [[nodiscard]] VariantOwner lookupAttributesOf(const ItemMatch& match);
 
 /// The properties of a new item, type "a{sv}".

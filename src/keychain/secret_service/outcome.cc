@@ -1,54 +1,72 @@
 #include "keychain/secret_service/outcome.h"
 
-#include "keychain/secret_service/glib_owners.h"
+#include <string_view>
 
 namespace quelto::keychain {
+namespace {
+
+/// An error whose name GLib does not know: the service's own.
+Outcome outcomeOfOwnError(const GError& error) {
+  const TextOwner remoteName(g_dbus_error_get_remote_error(&error));
+  const std::string_view name = remoteName != nullptr ? remoteName.get() : "";
+  if (name == "org.freedesktop.Secret.Error.IsLocked") return Outcome::locked;
+  return name == "org.freedesktop.Secret.Error.NoSuchObject" ? Outcome::noSuchObject : Outcome::failed;
+}
+
+}  // namespace
 
 OSStatus statusOf(Outcome outcome) {
   switch (outcome) {
     case Outcome::done:
       return errSecSuccess;
     case Outcome::locked:
+    case Outcome::lockedWithoutDisplay:
       return errSecInteractionNotAllowed;
-    case Outcome::unavailable:
+    case Outcome::noOwner:
+    case Outcome::refused:
+    case Outcome::noAnswer:
       return errSecNotAvailable;
-    case Outcome::gone:
-    case Outcome::broken:
+    case Outcome::noSuchObject:
+    case Outcome::notSupported:
+    case Outcome::failed:
       break;
   }
   return errSecIO;
 }
 
 Outcome outcomeOf(const GError& error) {
-  if (error.domain == SECRET_ERROR) {
-    if (error.code == SECRET_ERROR_IS_LOCKED) return Outcome::locked;
-    return error.code == SECRET_ERROR_NO_SUCH_OBJECT ? Outcome::gone : Outcome::broken;
-  }
   if (error.domain == G_IO_ERROR) {
-    // An error name that GLib does not know, or an answer of another type; the others come from the
-    // connection.
-    const bool isAnswer = error.code == G_IO_ERROR_DBUS_ERROR || error.code == G_IO_ERROR_INVALID_ARGUMENT;
-    return isAnswer ? Outcome::broken : Outcome::unavailable;
+    if (error.code == G_IO_ERROR_DBUS_ERROR) return outcomeOfOwnError(error);
+    // An answer of another type; all others come from the connection.
+    return error.code == G_IO_ERROR_INVALID_ARGUMENT ? Outcome::failed : Outcome::noAnswer;
   }
-  if (error.domain != G_DBUS_ERROR) return Outcome::broken;
+  if (error.domain != G_DBUS_ERROR) return Outcome::failed;
   switch (error.code) {
-    // An object that has gone has no methods either.
+    // An object that does not exist has no methods either.
     case G_DBUS_ERROR_UNKNOWN_METHOD:
     case G_DBUS_ERROR_UNKNOWN_OBJECT:
-      return Outcome::gone;
+      return Outcome::noSuchObject;
+    case G_DBUS_ERROR_SERVICE_UNKNOWN:
+    case G_DBUS_ERROR_NAME_HAS_NO_OWNER:
+      return Outcome::noOwner;
+    case G_DBUS_ERROR_NO_REPLY:
+    case G_DBUS_ERROR_TIMEOUT:
+    case G_DBUS_ERROR_TIMED_OUT:
+    case G_DBUS_ERROR_DISCONNECTED:
+      return Outcome::noAnswer;
+    case G_DBUS_ERROR_NOT_SUPPORTED:
+      return Outcome::notSupported;
     case G_DBUS_ERROR_FAILED:
     case G_DBUS_ERROR_NO_MEMORY:
     case G_DBUS_ERROR_IO_ERROR:
     case G_DBUS_ERROR_BAD_ADDRESS:
-    case G_DBUS_ERROR_NOT_SUPPORTED:
     case G_DBUS_ERROR_INVALID_ARGS:
     case G_DBUS_ERROR_INVALID_SIGNATURE:
     case G_DBUS_ERROR_UNKNOWN_INTERFACE:
     case G_DBUS_ERROR_UNKNOWN_PROPERTY:
-      return Outcome::broken;
-    // Nobody of that name, no answer, no start, no permission.
+      return Outcome::failed;
     default:
-      return Outcome::unavailable;
+      return Outcome::refused;
   }
 }
 

@@ -1,26 +1,34 @@
 #pragma once
 
-#include <glib.h>
-
 #include "keychain/os_status.h"
+#include "keychain/secret_service/glib_owners.h"
 
 namespace quelto::keychain {
 
-/// How a request to the keyring ended.
+/// How a request to the bus or to the keyring ended.
 enum class Outcome {
   done,
-  /// The object that it was sent to is not there (any more).
-  gone,
+  /// The object that it was sent to does not exist, or no longer.
+  noSuchObject,
+  /// The person has to open the collection, and did not.
   locked,
-  /// Bus or service cannot be reached, or has not answered in time: whether it was carried out is not known.
-  unavailable,
-  /// The service failed, or answers other than the Secret Service API says.
-  broken,
+  /// The same where there is no display to ask the person on.
+  lockedWithoutDisplay,
+  /// Nobody has the name that it was sent to, or no longer.
+  noOwner,
+  /// The bus does not permit it, or cannot start the service.
+  refused,
+  /// No answer in time, or no bus: whether it was carried out is not known.
+  noAnswer,
+  /// The service does not know what is asked for.
+  notSupported,
+  /// The service failed, or answered other than the Secret Service API says.
+  failed,
 };
 
 [[nodiscard]] OSStatus statusOf(Outcome outcome);
 
-/// What an error of GLib, GIO or libsecret means, in the answer to a request or in place of one.
+/// What the error of a call over GDBus means.
 [[nodiscard]] Outcome outcomeOf(const GError& error);
 
 }  // namespace quelto::keychain

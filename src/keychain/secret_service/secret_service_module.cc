@@ -1,21 +1,18 @@
+#include "keychain/secret_service/secret_service_module.h"
+
 #include <signal.h>
 
 #include <exception>
 
 #include "keychain/secret_service/glib_owners.h"
-#include "keychain/secret_service/secret_service_keychain.h"
 #include "keychain/secret_service/secret_service_store.h"
-
-/// libsecret's switch for what it prints when it cannot lock a secret's memory; absent where it is not
-/// exported.
-extern "C" [[gnu::weak]] int egg_secure_warnings;
 
 namespace quelto::keychain {
 namespace {
 
-/// Keeps the libraries to themselves: standard output belongs to the tunnel, standard error to the person.
-void silenceLibraries() {
-  // GLib's writer can be set once; nobody else in this process uses GLib.
+/// Keeps GLib to itself: standard output belongs to the tunnel, standard error to the person.
+void silenceGlib() {
+  // The writer can be set once; nobody else in this process uses GLib.
   g_log_set_writer_func(
       [](GLogLevelFlags, const GLogField*, gsize, gpointer) { return G_LOG_WRITER_HANDLED; }, nullptr,
       nullptr);
@@ -23,7 +20,6 @@ void silenceLibraries() {
   // G_DBUS_DEBUG and the like.
   g_set_print_handler(drop);
   g_set_printerr_handler(drop);
-  if (&egg_secure_warnings != nullptr) egg_secure_warnings = 0;
 }
 
 /// The first socket of GIO makes the process ignore SIGPIPE, and what is ignored stays ignored in children:
@@ -39,10 +35,8 @@ void makeSocketsLeavingSigpipe() {
 /// Never destroyed: a thread may outlive the call that started it, and every object of the program.
 SecretServiceStore& store() {
   static SecretServiceStore* const instance = [] {
-    silenceLibraries();
+    silenceGlib();
     makeSocketsLeavingSigpipe();
-    // Makes GLib know the service's error names.
-    (void)secret_error_get_quark();
     return new SecretServiceStore;
   }();
   return *instance;
@@ -52,9 +46,9 @@ SecretServiceStore& store() {
 }  // namespace quelto::keychain
 
 using quelto::keychain::ItemStore;
-using quelto::keychain::SecretServiceState;
+using quelto::keychain::KeyringState;
 
-ItemStore* queltoOpenSecretService() {
+ItemStore* queltoSecretServiceStore() {
   try {
     return &quelto::keychain::store();
   } catch (const std::exception&) {
@@ -62,10 +56,10 @@ ItemStore* queltoOpenSecretService() {
   }
 }
 
-SecretServiceState queltoSecretServiceState() {
+KeyringState queltoOpenKeyring() {
   try {
-    return quelto::keychain::store().state();
+    return quelto::keychain::store().open();
   } catch (const std::exception&) {
-    return SecretServiceState::unreachable;
+    return KeyringState::noAnswer;
   }
 }

@@ -8,8 +8,8 @@ namespace quelto::keychain {
 enum class KeyringState {
   /// Its default collection is open.
   open,
-  /// Nobody can open it from here: there is no session bus or no keyring service, it has no default
-  /// collection, or it is locked and there is no display to ask on.
+  /// Nobody can open it from here: there is no session bus, no keyring service or none that the bus can
+  /// start, it has no default collection, or it is locked and there is no display to ask on.
   notHere,
   /// It is locked, and the person was asked and did not open it.
   leftLocked,

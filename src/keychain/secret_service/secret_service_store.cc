@@ -1,6 +1,7 @@
 #include "keychain/secret_service/secret_service_store.h"
 
 #include <utility>
+#include <vector>
 
 #include "keychain/secret_service/bus_address.h"
 
@@ -9,100 +10,121 @@ namespace {
 
 /// Below the 4 seconds that a call may take, by enough for a busy machine to return.
 constexpr std::chrono::milliseconds callLimit{3500};
-/// A bus answers within a millisecond; this leaves room for a machine that has just come up.
-constexpr std::chrono::milliseconds stateLimit{1500};
 
-std::shared_ptr<const Item> withoutSecret(const Item& item) {
-  return std::make_shared<const Item>(
-      Item{.itemClass = item.itemClass, .attributes = item.attributes, .secret = {}});
-}
-
-/// Whether the link served its call well, so that it may serve another one.
+/// Whether the connection served its call well and may serve another one.
 bool isSound(OSStatus status) { return status != errSecNotAvailable && status != errSecIO; }
+
+TimedCall::Secrets copyOf(const platform::Secret& secret) {
+  TimedCall::Secrets secrets;
+  secrets.push_back(secret.copy());
+  return secrets;
+}
 
 }  // namespace
 
-SecretServiceState SecretServiceStore::state() {
-  if (!sessionBusAddress()) return SecretServiceState::absent;
-  const auto state = std::make_shared<SecretServiceState>(SecretServiceState::unreachable);
-  const auto look = [this, state](Errand& errand) {
-    PreparedLink prepared = preparedLink(errand, &BusLink::lookForService);
-    if (prepared.outcome == Outcome::done) *state = SecretServiceState::present;
-    if (prepared.outcome == Outcome::gone) *state = SecretServiceState::absent;
-    if (prepared.link != nullptr) keepIdleLink(std::move(prepared.link));
-    return statusOf(prepared.outcome == Outcome::gone ? Outcome::done : prepared.outcome);
+KeyringState SecretServiceStore::open() {
+  constexpr OSStatus notHere = errSecItemNotFound;
+  const auto open = [this](TimedCall& call) {
+    FoundKeyring found = findKeyring(Moves::nothing, call);
+    if (found.outcome == Outcome::noOwner || found.outcome == Outcome::refused) return notHere;
+    if (found.keyring == nullptr) return statusOf(found.outcome);
+    const Outcome outcome = StoreOperation(*found.keyring, call).openDefaultCollection();
+    if (isSound(statusOf(outcome))) keepIdleKeyring(std::move(found.keyring));
+    const bool isNotHere = outcome == Outcome::noSuchObject || outcome == Outcome::lockedWithoutDisplay ||
+                           outcome == Outcome::refused;
+    return isNotHere ? notHere : statusOf(outcome);
   };
-  return Errand::run(stateLimit, look).status == errSecSuccess ? *state : SecretServiceState::unreachable;
+  switch (TimedCall::run(callLimit, {}, open).status) {
+    case errSecSuccess:
+      return KeyringState::open;
+    case notHere:
+      return KeyringState::notHere;
+    case errSecInteractionNotAllowed:
+      return KeyringState::leftLocked;
+    default:
+      return KeyringState::noAnswer;
+  }
 }
 
 OSStatus SecretServiceStore::find(const ItemMatch& match, Want want, Item& found) {
   const auto result = std::make_shared<Item>();
-  Errand::Ending ending =
-      visit([match, want, result](KeychainVisit& visit) { return visit.find(match, want, *result); });
-  if (ending.status != errSecSuccess) return ending.status;
+  const auto find = [match, want, result](StoreOperation& operation) {
+    return operation.find(match, want, *result);
+  };
+  TimedCall::Result ended =
+      run(want == Want::attributesAndSecret ? Moves::secrets : Moves::nothing, {}, find);
+  if (ended.status != errSecSuccess) return ended.status;
   found = std::move(*result);
-  found.secret = std::move(ending.secret);
+  if (want == Want::attributesAndSecret) found.secret = std::move(ended.secrets.front());
   return errSecSuccess;
 }
 
-OSStatus SecretServiceStore::add(const Item& item, const std::vector<std::string>& identity) {
-  const auto work = [item = withoutSecret(item), identity](KeychainVisit& visit) {
-    return visit.add(*item, identity);
-  };
-  return visit(work, item.secret.copy()).status;
+OSStatus SecretServiceStore::add(std::span<const Item> items) {
+  if (items.empty()) return errSecSuccess;
+  const auto withoutSecrets = std::make_shared<std::vector<Item>>();
+  TimedCall::Secrets secrets;
+  for (const Item& item : items) {
+    withoutSecrets->push_back({.itemClass = item.itemClass, .attributes = item.attributes, .secret = {}});
+    secrets.push_back(item.secret.copy());
+  }
+  const auto add = [withoutSecrets](StoreOperation& operation) { return operation.add(*withoutSecrets); };
+  return run(Moves::secrets, std::move(secrets), add).status;
 }
 
-OSStatus SecretServiceStore::updateSecret(const ItemMatch& match, HowMany howMany,
-                                          const platform::Secret& secret) {
-  const auto work = [match, howMany](KeychainVisit& visit) { return visit.updateSecret(match, howMany); };
-  return visit(work, secret.copy()).status;
+OSStatus SecretServiceStore::updateSecret(const ItemMatch& match, const platform::Secret& secret) {
+  return run(Moves::secrets, copyOf(secret),
+             [match](StoreOperation& operation) { return operation.updateSecret(match); })
+      .status;
 }
 
-OSStatus SecretServiceStore::remove(const ItemMatch& match, HowMany howMany) {
-  return visit([match, howMany](KeychainVisit& visit) { return visit.remove(match, howMany); }).status;
+OSStatus SecretServiceStore::remove(const ItemMatch& match) {
+  return run(Moves::nothing, {}, [match](StoreOperation& operation) { return operation.remove(match); })
+      .status;
 }
 
-Errand::Ending SecretServiceStore::visit(std::function<OSStatus(KeychainVisit&)> work,
-                                         platform::Secret secret) {
-  auto workWithLink = [this, work = std::move(work)](Errand& errand) {
-    PreparedLink prepared = preparedLink(errand, &BusLink::turnToService);
-    if (prepared.outcome != Outcome::done) return statusOf(prepared.outcome);
+TimedCall::Result SecretServiceStore::run(Moves moves, TimedCall::Secrets secrets,
+                                          std::function<OSStatus(StoreOperation&)> work) {
+  auto workWithKeyring = [this, moves, work = std::move(work)](TimedCall& call) {
+    FoundKeyring found = findKeyring(moves, call);
+    if (found.keyring == nullptr) return statusOf(found.outcome);
     OSStatus status = errSecIO;
     {
-      KeychainVisit visit(*prepared.link, errand);
-      status = work(visit);
+      StoreOperation operation(*found.keyring, call);
+      status = work(operation);
     }
-    if (isSound(status)) keepIdleLink(std::move(prepared.link));
+    if (isSound(status)) keepIdleKeyring(std::move(found.keyring));
     return status;
   };
-  return Errand::run(callLimit, std::move(workWithLink), std::move(secret));
+  return TimedCall::run(callLimit, std::move(secrets), std::move(workWithKeyring));
 }
 
-SecretServiceStore::PreparedLink SecretServiceStore::preparedLink(Errand& errand,
-                                                                  Outcome (BusLink::*prepare)(Errand&)) {
+SecretServiceStore::FoundKeyring SecretServiceStore::findKeyring(Moves moves, TimedCall& call) {
   const auto address = sessionBusAddress();
-  if (!address) return {};
-  PreparedLink prepared{.link = takeIdleLink()};
-  const auto prepareIt = [&] { prepared.outcome = ((*prepared.link).*prepare)(errand); };
-  if (prepared.link != nullptr && prepared.link->address() == *address) prepareIt();
-  // The bus may have gone since an idle link was kept; a new one has no such excuse.
-  if (prepared.outcome == Outcome::unavailable) {
-    prepared.link = BusLink::connect(*address, errand);
-    if (prepared.link != nullptr) prepareIt();
+  if (!address) return {.outcome = Outcome::noOwner};
+  FoundKeyring found{.keyring = takeIdleKeyring()};
+  const auto begin = [&] {
+    if (moves == Moves::secrets) found.keyring->session.prepare();
+    found.outcome = found.keyring->service.findDaemon(call);
+  };
+  if (found.keyring != nullptr && found.keyring->service.address() == *address) begin();
+  // The bus may have ended since the connection was kept; a new one has no such excuse.
+  if (found.outcome == Outcome::noAnswer) {
+    found.keyring = std::make_unique<Keyring>(*address);
+    begin();
   }
-  if (prepared.outcome != Outcome::done && prepared.outcome != Outcome::gone) prepared.link.reset();
-  return prepared;
+  if (found.outcome != Outcome::done) found.keyring.reset();
+  return found;
 }
 
-std::unique_ptr<BusLink> SecretServiceStore::takeIdleLink() {
+std::unique_ptr<Keyring> SecretServiceStore::takeIdleKeyring() {
   const std::lock_guard lock(mutex_);
-  return std::move(idleLink_);
+  return std::move(idleKeyring_);
 }
 
-void SecretServiceStore::keepIdleLink(std::unique_ptr<BusLink> link) {
+void SecretServiceStore::keepIdleKeyring(std::unique_ptr<Keyring> keyring) {
   const std::lock_guard lock(mutex_);
-  // One that another call has kept meanwhile is let go of after the lock.
-  std::swap(idleLink_, link);
+  // One that another call has kept meanwhile is closed after the lock.
+  std::swap(idleKeyring_, keyring);
 }
 
 }  // namespace quelto::keychain

@@ -5,41 +5,42 @@
 #include <mutex>
 
 #include "keychain/item_store.h"
-#include "keychain/secret_service/bus_link.h"
-#include "keychain/secret_service/errand.h"
-#include "keychain/secret_service/keychain_visit.h"
-#include "keychain/secret_service/secret_service_keychain.h"
+#include "keychain/secret_service/secret_service_module.h"
+#include "keychain/secret_service/store_operation.h"
+#include "keychain/secret_service/timed_call.h"
 
 namespace quelto::keychain {
 
-/// The keyring as an `ItemStore`. Each call is an errand of its own: what it is given is copied, since its
-/// thread may outlive it, and calls do not wait for each other.
+/// The keyring as an `ItemStore`. Calls do not wait for each other; each works on copies of its arguments,
+/// since its thread may outlive it.
 class SecretServiceStore final : public ItemStore {
  public:
-  [[nodiscard]] SecretServiceState state();
+  /// As `queltoOpenKeyring`.
+  [[nodiscard]] KeyringState open();
 
   [[nodiscard]] OSStatus find(const ItemMatch& match, Want want, Item& found) override;
-  [[nodiscard]] OSStatus add(const Item& item, const std::vector<std::string>& identity) override;
-  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, HowMany howMany,
-                                      const platform::Secret& secret) override;
-  [[nodiscard]] OSStatus remove(const ItemMatch& match, HowMany howMany) override;
+  [[nodiscard]] OSStatus add(std::span<const Item> items) override;
+  [[nodiscard]] OSStatus updateSecret(const ItemMatch& match, const platform::Secret& secret) override;
+  [[nodiscard]] OSStatus remove(const ItemMatch& match) override;
 
  private:
-  /// Runs the work with a link, kept from an earlier call if that one still stands, and the secret.
-  [[nodiscard]] Errand::Ending visit(std::function<OSStatus(KeychainVisit&)> work,
-                                     platform::Secret secret = {});
-  /// A link and what `prepare` said of it; null unless that is done or gone.
-  struct PreparedLink {
-    Outcome outcome = Outcome::unavailable;
-    std::unique_ptr<BusLink> link;
+  /// Whether a call takes secrets to the keyring or from it.
+  enum class Moves { nothing, secrets };
+  [[nodiscard]] TimedCall::Result run(Moves moves, TimedCall::Secrets secrets,
+                                      std::function<OSStatus(StoreOperation&)> work);
+
+  /// One with a daemon that runs; null, and why, otherwise.
+  struct FoundKeyring {
+    Outcome outcome = Outcome::noAnswer;
+    std::unique_ptr<Keyring> keyring;
   };
-  [[nodiscard]] PreparedLink preparedLink(Errand& errand, Outcome (BusLink::*prepare)(Errand&));
-  [[nodiscard]] std::unique_ptr<BusLink> takeIdleLink();
-  void keepIdleLink(std::unique_ptr<BusLink> link);
+  [[nodiscard]] FoundKeyring findKeyring(Moves moves, TimedCall& call);
+  [[nodiscard]] std::unique_ptr<Keyring> takeIdleKeyring();
+  void keepIdleKeyring(std::unique_ptr<Keyring> keyring);
 
   std::mutex mutex_;
   /// One is enough: calls at the same time are rare, and connecting takes a millisecond.
-  std::unique_ptr<BusLink> idleLink_;
+  std::unique_ptr<Keyring> idleKeyring_;
 };
 
 }  // namespace quelto::keychain

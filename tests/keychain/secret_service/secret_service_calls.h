@@ -8,12 +8,13 @@
 #include <cstdlib>
 #include <future>
 #include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "keychain/secret_service/secret_service_keychain.h"
+#include "keychain/secret_service/secret_service_module.h"
 #include "platform/bundle/module.h"
 #include "tests/support/process_surroundings.h"
 
@@ -23,17 +24,19 @@ namespace quelto::keychain {
 inline constexpr const char* moduleFile = "libquelto_secret_service.so";
 
 inline ItemStore& store() {
-  static auto* const instance = platform::moduleService<ItemStore>(moduleFile, "queltoOpenSecretService");
+  static auto* const instance = platform::moduleService<ItemStore>(moduleFile, "queltoSecretServiceStore");
   if (instance == nullptr) throw std::runtime_error("the module cannot be opened");
   return *instance;
 }
 
-inline SecretServiceState state() {
-  void* const entry = platform::moduleEntry(moduleFile, "queltoSecretServiceState");
-  return reinterpret_cast<SecretServiceState (*)()>(entry)();
+inline std::ostream& operator<<(std::ostream& out, KeyringState state) {
+  const char* const names[] = {"open", "not here", "left locked", "no answer"};
+  return out << names[static_cast<std::size_t>(state)];
 }
 
-inline const std::vector<std::string> identity{"account", "service", "generic", "type"};
+inline KeyringState openKeyring() {
+  return platform::moduleFunction<decltype(queltoOpenKeyring)>(moduleFile, "queltoOpenKeyring")();
+}
 
 inline Attributes attributesOf(const std::string& account) {
   return {{"service", "svn"}, {"account", account}};
@@ -42,10 +45,10 @@ inline ItemMatch matchOf(Attributes attributes) {
   return {.itemClass = ItemClass::genericPassword, .attributes = std::move(attributes)};
 }
 inline OSStatus add(Attributes attributes, platform::Secret secret = platform::Secret("s3cret")) {
-  return store().add({.itemClass = ItemClass::genericPassword,
-                      .attributes = std::move(attributes),
-                      .secret = std::move(secret)},
-                     identity);
+  const Item item{.itemClass = ItemClass::genericPassword,
+                  .attributes = std::move(attributes),
+                  .secret = std::move(secret)};
+  return store().add({&item, 1});
 }
 inline OSStatus find(const Attributes& attributes, Item& found) {
   return store().find(matchOf(attributes), ItemStore::Want::attributesAndSecret, found);
@@ -58,6 +61,30 @@ inline std::string secretOf(const Attributes& attributes) {
   Item found;
   const OSStatus status = find(attributes, found);
   return status == errSecSuccess ? std::string(found.secret.view()) : "status " + std::to_string(status);
+}
+
+/// The halves of a key pair, which tell whose they are.
+inline OSStatus addPair(const std::string& maker, const std::string& tag) {
+  std::vector<Item> halves(2);
+  for (Item& half : halves) {
+    half.itemClass = ItemClass::key;
+    half.attributes = {{"tag", tag}, {"keyclass", &half == halves.data() ? "private" : "public"}};
+    half.secret = platform::Secret(maker);
+  }
+  return store().add(halves);
+}
+/// Removes all keys of one tag, that of the oldest: "class of maker" of each, oldest first, or the status of
+/// a failure.
+inline std::vector<std::string> takeKeys() {
+  std::vector<std::string> keys;
+  ItemMatch match{.itemClass = ItemClass::key, .attributes = {}};
+  for (Item key;;) {
+    const OSStatus status = store().find(match, ItemStore::Want::attributesAndSecret, key);
+    if (status == errSecItemNotFound) return keys;
+    if (status != errSecSuccess || store().remove(match) != errSecSuccess) return {std::to_string(status)};
+    match.attributes.insert_or_assign("tag", key.attributes["tag"]);
+    keys.push_back(key.attributes["keyclass"] + " of " + std::string(key.secret.view()));
+  }
 }
 
 /// In the place of an answer that took longer than a call may take.
@@ -82,9 +109,23 @@ inline Answers answersFor(const std::string& account) {
   const ItemMatch match = matchOf(attributesOf(account));
   auto found = inThread([=] { return find(attributesOf(account)); });
   auto added = inThread([] { return add(attributesOf("new")); });
-  auto updated = inThread([=] { return store().updateSecret(match, HowMany::all, platform::Secret("changed")); });
-  auto removed = inThread([=] { return store().remove(match, HowMany::all); });
+  auto updated = inThread([=] { return store().updateSecret(match, platform::Secret("changed")); });
+  auto removed = inThread([=] { return store().remove(match); });
   return {found.get(), added.get(), updated.get(), removed.get()};
+}
+
+/// What opening the keyring brings, within its time.
+inline KeyringState stateInTime() {
+  KeyringState state{};
+  EXPECT_NE(timed([&] { return state = openKeyring(), errSecSuccess; }), tooLate);
+  return state;
+}
+
+/// The keyring's state and the answers, asked for at once.
+inline std::pair<KeyringState, Answers> seenOf(const std::string& account) {
+  auto state = std::async(std::launch::async, stateInTime);
+  const Answers answers = answersFor(account);
+  return {state.get(), answers};
 }
 
 /// Every test sees to it that nothing reaches standard error, however much the libraries are told to say.

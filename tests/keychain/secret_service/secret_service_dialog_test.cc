@@ -6,6 +6,7 @@
 #include <future>
 #include <string>
 
+#include "platform/threads/deadline.h"
 #include "tests/keychain/secret_service/secret_service_calls.h"
 #include "tests/support/keyring_surroundings.h"
 #include "tests/support/process_surroundings.h"
@@ -36,7 +37,7 @@ bool dialogDisappears() {
 }
 
 TEST_F(SecretServiceDialog, IsOpenedByThePerson) {
-  KeyringSurroundings around({.display = true, .activation = false});
+  KeyringSurroundings around({.display = true});
   around.startKeyring();
   Attributes attributes = attributesOf("alice");
   attributes.insert({"label", "a label"});
@@ -48,35 +49,35 @@ TEST_F(SecretServiceDialog, IsOpenedByThePerson) {
   around.set("DISPLAY", display);
   EXPECT_FALSE(isDialogUp()) << "on somebody else's screen";
 
-  const auto answerTo = [](
-                            const std::string& keys,
-                            OSStatus (*call)() = [] { return find(attributesOf("alice")); }) {
-    auto answer = std::async(std::launch::async, [call] { return timed(call); });
+  const auto answerTo = [](const std::string& keys, const auto& call) {
+    auto answer = std::async(std::launch::async, call);
     EXPECT_TRUE(dialogAppears());
     typeIntoDialog(keys);
     return answer.get();
   };
-  EXPECT_EQ(answerTo("key Escape"), errSecInteractionNotAllowed);
+  const auto findAlice = [] { return timed([] { return find(attributesOf("alice")); }); };
+  const auto addLate = [] { return timed([] { return add(attributesOf("late")); }); };
+  EXPECT_EQ(answerTo("key Escape", findAlice), errSecInteractionNotAllowed);
   EXPECT_TRUE(dialogDisappears());
-  EXPECT_EQ(answerTo("type test", [] { return add(attributesOf("late")); }), errSecInteractionNotAllowed)
-      << "without the last key";
+  EXPECT_EQ(answerTo("key Escape", stateInTime), KeyringState::leftLocked);
+  EXPECT_TRUE(dialogDisappears());
+  EXPECT_EQ(answerTo("type test", addLate), errSecInteractionNotAllowed) << "without the last key";
   const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(answersFor("alice"), all(errSecInteractionNotAllowed));
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2))
+  EXPECT_EQ(seenOf("alice"), std::pair(KeyringState::leftLocked, all(errSecInteractionNotAllowed)));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(3))
       << "nobody waits for the dialog";
   typeIntoDialog("key Return");
   Item found;
-  const auto deadline = begin + std::chrono::seconds(10);
-  while (find(attributesOf("alice"), found) == errSecInteractionNotAllowed &&
-         std::chrono::steady_clock::now() < deadline)
-    continue;
+  const platform::Deadline deadline(std::chrono::seconds(10));
+  while (find(attributesOf("alice"), found) == errSecInteractionNotAllowed && !deadline.isOver()) continue;
   EXPECT_EQ(found.attributes, attributes);
   EXPECT_EQ(found.secret.view(), "s3cret");
   EXPECT_TRUE(dialogDisappears());
   EXPECT_EQ(find(attributesOf("late")), errSecItemNotFound) << "added after its call had ended";
 
   around.startKeyring(Collection::asItIs);
-  EXPECT_EQ(answerTo("key t e s t Return"), errSecSuccess);
+  EXPECT_EQ(answerTo("key t e s t Return", stateInTime), KeyringState::open);
+  EXPECT_EQ(findAlice(), errSecSuccess);
 }
 
 TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
@@ -85,9 +86,9 @@ TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
     return add(attributesOf(account), secretFrom(inverse));
   };
   const auto updateSecret = [](const std::string& account) {
-    return store().updateSecret(matchOf(attributesOf(account)), HowMany::all, secretFrom(inverse));
+    return store().updateSecret(matchOf(attributesOf(account)), secretFrom(inverse));
   };
-  KeyringSurroundings around({.display = true, .activation = false});
+  KeyringSurroundings around({.display = true});
   around.startKeyring();
   ASSERT_EQ(addSecret("alice"), errSecSuccess);
   {

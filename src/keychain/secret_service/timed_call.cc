@@ -1,9 +1,8 @@
-#include "keychain/secret_service/errand.h"
+#include "keychain/secret_service/timed_call.h"
 
 #include <pthread.h>
 #include <signal.h>
 
-#include <algorithm>
 #include <exception>
 #include <memory>
 #include <thread>
@@ -31,9 +30,9 @@ class SignalsForNewThreads {
   sigset_t before_;
 };
 
-OSStatus statusOf(const Errand::Work& work, Errand& errand) {
+OSStatus statusOf(const TimedCall::Work& work, TimedCall& call) {
   try {
-    return work(errand);
+    return work(call);
   } catch (const std::exception&) {
     return errSecIO;
   }
@@ -41,57 +40,53 @@ OSStatus statusOf(const Errand::Work& work, Errand& errand) {
 
 }  // namespace
 
-Errand::Errand(std::chrono::milliseconds limit, platform::Secret secret)
-    : deadline_(Clock::now() + limit), untilDeadline_(g_cancellable_new()), secret_(std::move(secret)) {}
+TimedCall::TimedCall(std::chrono::milliseconds limit, Secrets secrets)
+    : deadline_(limit), cancelledAtDeadline_(g_cancellable_new()), secrets_(std::move(secrets)) {}
 
-Errand::Ending Errand::run(std::chrono::milliseconds limit, Work work, platform::Secret secret) {
+TimedCall::Result TimedCall::run(std::chrono::milliseconds limit, Secrets secrets, Work work) {
   try {
-    const auto errand = std::make_shared<Errand>(limit, std::move(secret));
-    auto carryOut = [errand, work = std::move(work)] { errand->finish(statusOf(work, *errand)); };
+    const auto call = std::make_shared<TimedCall>(limit, std::move(secrets));
+    auto carryOut = [call, work = std::move(work)] { call->finish(statusOf(work, *call)); };
     {
       const SignalsForNewThreads signals;
       std::thread(std::move(carryOut)).detach();
     }
-    return errand->wait();
+    return call->wait();
   } catch (const std::exception&) {
-    return {.status = errSecIO, .secret = {}};
+    return {.status = errSecIO, .secrets = {}};
   }
 }
 
-bool Errand::useSecret(const std::function<void(platform::Secret&)>& use) {
+bool TimedCall::useSecrets(const std::function<void(Secrets&)>& use) {
   const std::lock_guard lock(mutex_);
   if (hasCallerLeft_) return false;
-  use(secret_);
+  use(secrets_);
   return true;
 }
 
-std::chrono::milliseconds Errand::timeLeft() const {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - Clock::now());
-  return std::max(left, std::chrono::milliseconds::zero());
-}
-
-void Errand::setAsking(bool isAsking) {
+void TimedCall::setAsking(bool isAsking) {
   const std::lock_guard lock(mutex_);
   isAsking_ = isAsking;
 }
 
-void Errand::finish(OSStatus status) {
+void TimedCall::finish(OSStatus status) {
   const std::lock_guard lock(mutex_);
   status_ = status;
   finished_.notify_all();
 }
 
-Errand::Ending Errand::wait() {
+TimedCall::Result TimedCall::wait() {
   std::unique_lock lock(mutex_);
-  const bool isFinished = finished_.wait_until(lock, deadline_, [this] { return status_.has_value(); });
+  const bool isFinished =
+      finished_.wait_until(lock, deadline_.time(), [this] { return status_.has_value(); });
   const OSStatus lateStatus = isAsking_ ? errSecInteractionNotAllowed : errSecNotAvailable;
   hasCallerLeft_ = true;
-  // SECURITY: left with a thread that waits for a person, the secret would be in the process's memory, and
+  // SECURITY: left with a thread that waits for a person, the secrets would be in the process's memory, and
   // in its core file, for as long as a dialog is up.
-  Ending ending{.status = status_.value_or(lateStatus), .secret = std::move(secret_)};
+  Result result{.status = status_.value_or(lateStatus), .secrets = std::move(secrets_)};
   lock.unlock();
-  if (!isFinished) g_cancellable_cancel(untilDeadline_.get());
-  return ending;
+  if (!isFinished) g_cancellable_cancel(cancelledAtDeadline_.get());
+  return result;
 }
 
 }  // namespace quelto::keychain

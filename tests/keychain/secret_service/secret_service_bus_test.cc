@@ -1,0 +1,194 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+
+#include "platform/files/unique_fd.h"
+#include "tests/keychain/secret_service/secret_service_calls.h"
+#include "tests/support/keyring_surroundings.h"
+#include "tests/support/process_surroundings.h"
+
+namespace quelto::keychain {
+namespace {
+
+using test::Companion;
+using test::KeyringSurroundings;
+using test::OwnThreads;
+using Collection = KeyringSurroundings::Collection;
+using SecretServiceBus = SecretService;
+using Seen = std::pair<KeyringState, Answers>;
+
+TEST_F(SecretServiceBus, HasToBeThereAndToAnswer) {
+  KeyringSurroundings around;
+  // Whoever launches a bus leaves a trace.
+  std::filesystem::create_directory(around.path("bin"));
+  std::ofstream(around.path("bin/dbus-launch")) << "#!/bin/sh\n>" << around.path("launched") << "\n";
+  std::filesystem::permissions(around.path("bin/dbus-launch"), std::filesystem::perms::owner_all);
+  around.set("PATH", around.path("bin") + ":" + std::getenv("PATH"));
+  around.set("DISPLAY", ":987");
+  const platform::UniqueFd silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
+  around.path("silent").copy(address.sun_path, sizeof address.sun_path - 1);
+  ASSERT_EQ(::bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+  ASSERT_EQ(::listen(silent.get(), 16), 0);
+  const OwnThreads threads;
+  struct Row {
+    const char* name;
+    std::optional<std::string> address;
+    KeyringState state;
+  };
+  const Row rows[] = {
+      {"without the service", std::getenv("DBUS_SESSION_BUS_ADDRESS"), KeyringState::notHere},
+      {"no bus", {}, KeyringState::notHere},
+      {"to be launched", "autolaunch:", KeyringState::notHere},
+      {"a dead address", "unix:path=" + around.path("nothing"), KeyringState::noAnswer},
+      {"no address", "disabled:", KeyringState::noAnswer},
+      {"one that never answers", "unix:path=" + around.path("silent"), KeyringState::noAnswer}};
+  for (const Row& row : rows) {
+    around.set("DBUS_SESSION_BUS_ADDRESS", row.address);
+    // Where a bus is when nothing says so.
+    if (!row.address) std::filesystem::remove(around.path("run/bus"));
+    EXPECT_EQ(seenOf("alice"), Seen(row.state, all(errSecNotAvailable))) << row.name;
+  }
+  EXPECT_FALSE(std::filesystem::exists(around.path("launched")));
+  EXPECT_TRUE(threads.haveEnded()) << "one still waits for the bus that never answers";
+}
+
+TEST_F(SecretServiceBus, IsThatOfTheEnvironment) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  around.set("DBUS_SESSION_BUS_ADDRESS", {});
+  EXPECT_EQ(openKeyring(), KeyringState::open);
+  around.set("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + around.path("nothing"));
+  EXPECT_EQ(openKeyring(), KeyringState::noAnswer) << "though there is a connection to another bus";
+}
+
+TEST_F(SecretServiceBus, IsNotTakenFromWhereOthersCanPutOne) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  around.set("DBUS_SESSION_BUS_ADDRESS", {});
+  ASSERT_EQ(openKeyring(), KeyringState::open);
+  for (const auto others : {std::filesystem::perms::group_write, std::filesystem::perms::others_write}) {
+    std::filesystem::permissions(around.path("run"), std::filesystem::perms::owner_all | others);
+    EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, all(errSecNotAvailable)))
+        << static_cast<unsigned>(others);
+  }
+}
+
+TEST_F(SecretServiceBus, IsNotTakenFromSomebodyElsesFolder) {
+  if (::geteuid() != 0) GTEST_SKIP() << "only root can give a folder away";
+  KeyringSurroundings around;
+  around.startKeyring();
+  around.set("DBUS_SESSION_BUS_ADDRESS", {});
+  ASSERT_EQ(::chown(around.path("run").c_str(), 65534, static_cast<gid_t>(-1)), 0);
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, all(errSecNotAvailable)));
+}
+
+TEST_F(SecretServiceBus, MayGiveOutNoNames) {
+  KeyringSurroundings around({.names = "org.freedesktop.secrets"});
+  around.startKeyring();
+  EXPECT_EQ(openKeyring(), KeyringState::open);
+  EXPECT_EQ(add(attributesOf("alice")), errSecSuccess);
+  EXPECT_EQ(add(attributesOf("alice")), errSecDuplicateItem);
+  EXPECT_EQ(store().updateSecret(matchOf(attributesOf("alice")), platform::Secret("new")), errSecSuccess);
+  EXPECT_EQ(secretOf(attributesOf("alice")), "new");
+  EXPECT_EQ(store().remove(matchOf(attributesOf("alice"))), errSecSuccess);
+}
+
+TEST_F(SecretServiceBus, MayStopForAWhileAsMayTheDaemon) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  around.set("DBUS_SESSION_BUS_ADDRESS", {});
+  ASSERT_EQ(add(attributesOf("alice")), errSecSuccess) << "on the bus in the runtime folder";
+  const OwnThreads threads;
+  for (const bool isBus : {false, true}) {
+    Companion& stopped = isBus ? around.bus() : around.keyring();
+    stopped.signal(SIGSTOP);
+    EXPECT_EQ(seenOf("alice"), Seen(KeyringState::noAnswer, all(errSecNotAvailable))) << isBus;
+    EXPECT_TRUE(threads.haveEnded()) << "one still waits for " << (isBus ? "the bus" : "the daemon");
+    stopped.signal(SIGCONT);
+    EXPECT_EQ(secretOf(attributesOf("alice")), "s3cret") << isBus;
+    EXPECT_EQ(find(attributesOf("new")), errSecItemNotFound) << isBus;
+  }
+}
+
+TEST_F(SecretServiceBus, LetsReadWhileAnotherWriterHangs) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  ASSERT_EQ(add(attributesOf("alice")), errSecSuccess);
+  const OwnThreads threads;
+  {
+    const Companion writer(
+        "exec /usr/bin/python3 -c 'import os, signal; from gi.repository import Gio, GLib\n"
+        "bus = Gio.bus_get_sync(Gio.BusType.SESSION); name = \"org.freedesktop.DBus\"\n"
+        "bus.call_sync(name, \"/\", name, \"RequestName\", GLib.Variant(\"(su)\","
+        "(\"org.quelto.suite.KeychainWriter\", 0)), None, 0, -1); os.write(3, b\"\\n\"); signal.pause()' "
+        ">/dev/null 2>&1",
+        Companion::Speech::announces);
+    EXPECT_EQ(answersFor("alice"),
+              (Answers{errSecSuccess, errSecNotAvailable, errSecNotAvailable, errSecNotAvailable}));
+    EXPECT_TRUE(threads.haveEnded()) << "one still waits for its turn";
+  }
+  EXPECT_EQ(secretOf(attributesOf("alice")), "s3cret");
+  EXPECT_EQ(add(attributesOf("new")), errSecSuccess);
+}
+
+TEST_F(SecretServiceBus, MayDieAsMayTheDaemon) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  ASSERT_EQ(add(attributesOf("alice")), errSecSuccess);
+  around.keyring().signal(SIGKILL);
+  EXPECT_EQ(answersFor("alice"), all(errSecNotAvailable));
+  around.startKeyring();
+  EXPECT_EQ(secretOf(attributesOf("alice")), "s3cret");
+  around.bus().signal(SIGKILL);
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::noAnswer, all(errSecNotAvailable)));
+}
+
+TEST_F(SecretServiceBus, StartsADaemonThatIsLocked) {
+  KeyringSurroundings around({.activation = true});
+  around.startKeyring();
+  ASSERT_EQ(add(attributesOf("alice")), errSecSuccess);
+  around.stopKeyring();
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, all(errSecInteractionNotAllowed)));
+}
+
+TEST_F(SecretService, StaysUntouchedWhileLocked) {
+  KeyringSurroundings around;
+  around.startKeyring();
+  ASSERT_EQ(add(attributesOf("alice")), errSecSuccess);
+  around.lockCollection();
+  const Seen locked(KeyringState::notHere, all(errSecInteractionNotAllowed));
+  EXPECT_EQ(seenOf("alice"), locked) << "locked again";
+  EXPECT_EQ(seenOf("bob"), locked) << "not even known to be missing";
+  around.startKeyring(Collection::asItIs);
+  EXPECT_EQ(seenOf("alice"), locked) << "never been open";
+  around.set("DISPLAY", ":987");
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::leftLocked, locked.second)) << "nobody shows the dialog";
+  around.startKeyring();
+  EXPECT_EQ(secretOf(attributesOf("alice")), "s3cret");
+  EXPECT_EQ(find(attributesOf("new")), errSecItemNotFound);
+}
+
+TEST_F(SecretService, MakesNoCollection) {
+  KeyringSurroundings around;
+  around.startKeyring(Collection::asItIs);
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, all(errSecNotAvailable)))
+      << "what was kept may have gone with its collection";
+  // In the form that gnome-keyring keeps without encryption.
+  std::ofstream(around.path("home/.local/share/keyrings/other.keyring")) << "[keyring]\ndisplay-name=other\n";
+  around.startKeyring(Collection::asItIs);
+  const Answers answers{errSecItemNotFound, errSecNotAvailable, errSecItemNotFound, errSecItemNotFound};
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, answers))
+      << "another collection, which is not the default";
+}
+
+}  // namespace
+}  // namespace quelto::keychain

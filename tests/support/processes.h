@@ -1,0 +1,43 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+
+/// Processes that tests start beside themselves.
+namespace quelto::test {
+
+/// What a shell command prints; it has 20 seconds. `status` is its exit status.
+struct Printed {
+  int status;
+  std::string text;
+};
+[[nodiscard]] Printed shell(const std::string& command);
+
+/// A process that ends with what the function returns.
+[[nodiscard]] pid_t inChild(const std::function<int()>& run);
+
+/// Waits for a child's end. A signal that ended it is given as its negative number.
+[[nodiscard]] int exitStatusOf(pid_t child);
+
+/// A program beside the test, in this process's environment, that is ended with the object.
+class Companion {
+ public:
+  /// Runs a shell command, which begins with "exec". With `announces` its first line on descriptor 3 is
+  /// waited for.
+  enum class Speech { none, announces };
+  explicit Companion(const std::string& command, Speech speech = Speech::none);
+  ~Companion();
+  Companion(const Companion&) = delete;
+  Companion& operator=(const Companion&) = delete;
+
+  [[nodiscard]] const std::string& announcement() const { return announcement_; }
+  void signal(int number) const;
+
+ private:
+  pid_t id_ = -1;
+  std::string announcement_;
+};
+
+}  // namespace quelto::test
