@@ -92,9 +92,8 @@ int seeAll(ItemStore& store, int writer) {
   Item half;
   for (int i = 0; i < itemsOfEachWriter; ++i) {
     const std::string name = nameOf(writer, i);
-    while (store.find(test::halfOf(name, "public"), ItemStore::Want::attributes, half) ==
-               errSecItemNotFound &&
-           deadline.pause()) {
+    const ItemMatch first = test::halfOf(name, "private");
+    while (store.find(first, ItemStore::Want::attributes, half) == errSecItemNotFound && deadline.pause()) {
     }
     if (makerOf(store, name) != name || findItem(store, name) != errSecSuccess) return 2;
   }
