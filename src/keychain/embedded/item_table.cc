@@ -11,41 +11,45 @@ namespace {
 
 constexpr std::string_view itemContext = "quelto keychain 1 item";
 
-/// How a class is stored.
-std::int64_t numberOf(ItemClass itemClass) {
-  // Written out, since the numbers are in files.
+/// How a class is stored: under its number, with a column for the attribute.
+struct StoredClass {
+  std::int64_t number;
+  std::string_view mainAttribute;
+};
+
+StoredClass stored(ItemClass itemClass) {
+  // The numbers are in files.
   switch (itemClass) {
     case ItemClass::genericPassword:
-      return 1;
+      return {.number = 1, .mainAttribute = "service"};
     case ItemClass::internetPassword:
-      return 2;
+      return {.number = 2, .mainAttribute = "server"};
     case ItemClass::key:
       break;
   }
-  return 3;
+  return {.number = 3, .mainAttribute = "tag"};
 }
 
-/// The attribute that has a column.
-std::string_view mainAttributeOf(ItemClass itemClass) {
-  switch (itemClass) {
-    case ItemClass::genericPassword:
-      return "service";
-    case ItemClass::internetPassword:
-      return "server";
-    case ItemClass::key:
-      break;
-  }
-  return "tag";
-}
-
+/// Absent when the match leaves it open.
 std::optional<std::string_view> mainValueOf(const ItemMatch& match) {
-  const auto main = match.attributes.find(mainAttributeOf(match.itemClass));
+  const auto main = match.attributes.find(stored(match.itemClass).mainAttribute);
   return main != match.attributes.end() ? std::optional<std::string_view>(main->second) : std::nullopt;
+}
+
+std::string_view mainValueOf(const Item& item) {
+  return valueOrEmpty(item.attributes, stored(item.itemClass).mainAttribute);
 }
 
 std::string_view valueIn(const AttributeViews& attributes, std::string_view name) {
   const auto found = std::ranges::find(attributes, name, &AttributeViews::value_type::first);
   return found != attributes.end() ? found->second : std::string_view();
+}
+
+bool isMatch(const AttributeViews& attributes, const ItemMatch& match) {
+  // Both are in the order of the names.
+  return std::ranges::includes(attributes, match.attributes, {}, {}, [](const auto& asked) {
+    return AttributeViews::value_type(asked.first, asked.second);
+  });
 }
 
 /// What an item's secret is sealed for.
@@ -55,7 +59,7 @@ std::string bindingOf(std::int64_t id, ItemClass itemClass, std::string_view att
   binding += itemContext;
   const auto number = static_cast<std::uint64_t>(id);
   for (unsigned shift = 64; shift > 0;) binding += static_cast<char>(number >> (shift -= 8) & 0xFFU);
-  binding += static_cast<char>(numberOf(itemClass));
+  binding += static_cast<char>(stored(itemClass).number);
   return binding += attributeBytes;
 }
 
@@ -75,7 +79,7 @@ class ItemTable::Rows {
  public:
   Rows(Database& database, ItemClass itemClass, std::optional<std::string_view> main)
       : itemClass_(itemClass),
-        class_(numberOf(itemClass)),
+        class_(stored(itemClass).number),
         main_(main),
         // The "+" keeps the index out, which has the rows in another order.
         statement_(main_ ? database.query("SELECT id, attributes, sealed FROM item"
@@ -96,7 +100,7 @@ class ItemTable::Rows {
 
   /// Whether a readable row is here although its attributes say another value.
   [[nodiscard]] bool isMisfiled(const Row& row) const {
-    return main_ && *main_ != valueIn(row.attributes, mainAttributeOf(itemClass_));
+    return main_ && *main_ != valueIn(row.attributes, stored(itemClass_).mainAttribute);
   }
 
  private:
@@ -111,57 +115,41 @@ std::optional<platform::Secret> ItemTable::opened(ItemClass itemClass, const Row
   return key_.unseal(row.sealed, bindingOf(row.id, itemClass, row.attributeBytes));
 }
 
-template <typename IsMeant>
-std::optional<OpenedItem> ItemTable::oldest(ItemClass itemClass, std::optional<std::string_view> main,
-                                            const IsMeant& isMeant) {
+std::optional<OpenedItem> ItemTable::find(const ItemMatch& match) {
+  bool isDamageSeen = false;
   Row row;
-  for (Rows rows(database_, itemClass, main); rows.next(row);) {
-    if (!row.isReadable || !isMeant(row.attributes)) continue;
+  for (Rows rows(database_, match.itemClass, mainValueOf(match)); rows.next(row);) {
     // SECURITY: whoever alters a row could have its secret sent to another host, or the next secret that is
     // saved sealed for what they wrote.
-    if (auto secret = opened(itemClass, row)) {
+    auto secret = opened(match.itemClass, row);
+    if (secret && isMatch(row.attributes, match)) {
       return OpenedItem{.id = row.id,
-                        .item = {.itemClass = itemClass,
+                        .item = {.itemClass = match.itemClass,
                                  .attributes = Attributes(row.attributes.begin(), row.attributes.end()),
                                  .secret = std::move(*secret)}};
     }
+    isDamageSeen |= !secret || rows.isMisfiled(row);
   }
-  return std::nullopt;
-}
-
-std::optional<OpenedItem> ItemTable::oldest(const ItemMatch& match) {
-  return oldest(match.itemClass, mainValueOf(match), [&](const AttributeViews& attributes) {
-    // Both are in the order of the names.
-    return std::ranges::includes(attributes, match.attributes, {}, {}, [](const auto& asked) {
-      return AttributeViews::value_type(asked.first, asked.second);
-    });
-  });
-}
-
-std::optional<OpenedItem> ItemTable::find(const ItemMatch& match) {
-  auto item = oldest(match);
-  if (item) return item;
-  Row row;
-  for (Rows rows(database_, match.itemClass, mainValueOf(match)); rows.next(row);)
-    if (!opened(match.itemClass, row) || rows.isMisfiled(row)) throw Failure(errSecAuthFailed);
+  if (isDamageSeen) throw Failure(errSecAuthFailed);
   return std::nullopt;
 }
 
 bool ItemTable::hasIdentityOf(const Item& item) {
-  const auto isSame = [&](const AttributeViews& attributes) {
-    return std::ranges::all_of(identityOf(item.itemClass), [&](std::string_view name) {
-      return valueIn(attributes, name) == valueOrEmpty(item.attributes, name);
-    });
-  };
-  return oldest(item.itemClass, valueOrEmpty(item.attributes, mainAttributeOf(item.itemClass)), isSame)
-      .has_value();
+  const auto identity = identityOf(item.itemClass);
+  Row row;
+  for (Rows rows(database_, item.itemClass, mainValueOf(item)); rows.next(row);) {
+    const bool isSame = row.isReadable && std::ranges::all_of(identity, [&](std::string_view name) {
+                          return valueIn(row.attributes, name) == valueOrEmpty(item.attributes, name);
+                        });
+    if (isSame && opened(item.itemClass, row)) return true;
+  }
+  return false;
 }
 
 void ItemTable::insert(const Item& item) {
   const std::string attributeBytes = bytesOf(item.attributes);
   database_.run("INSERT INTO item(class, main, attributes, sealed) VALUES(?, ?, ?, x'')",
-                numberOf(item.itemClass), valueOrEmpty(item.attributes, mainAttributeOf(item.itemClass)),
-                attributeBytes);
+                stored(item.itemClass).number, mainValueOf(item), attributeBytes);
   const std::int64_t id = database_.lastRow();
   sealInto(id, bindingOf(id, item.itemClass, attributeBytes), item.secret);
 }
@@ -177,17 +165,20 @@ void ItemTable::sealInto(std::int64_t id, const std::string& binding, const plat
 }
 
 bool ItemTable::remove(const ItemMatch& match) {
-  const auto item = oldest(match);
-  std::optional<std::int64_t> id = item ? std::optional(item->id) : std::nullopt;
+  std::optional<std::int64_t> matching;
+  std::optional<std::int64_t> altered;
   Row row;
-  for (Rows rows(database_, match.itemClass, mainValueOf(match)); !id && rows.next(row);) {
+  for (Rows rows(database_, match.itemClass, mainValueOf(match)); !matching && rows.next(row);) {
     if (!opened(match.itemClass, row)) {
-      id = row.id;
+      if (!altered) altered = row.id;
+    } else if (isMatch(row.attributes, match)) {
+      matching = row.id;
     } else if (rows.isMisfiled(row)) {
       database_.run("UPDATE item SET main = ? WHERE id = ?",
-                    valueIn(row.attributes, mainAttributeOf(match.itemClass)), row.id);
+                    valueIn(row.attributes, stored(match.itemClass).mainAttribute), row.id);
     }
   }
+  const auto id = matching ? matching : altered;
   return id && database_.run("DELETE FROM item WHERE id = ?", *id) == 1;
 }
 

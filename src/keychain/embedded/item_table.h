@@ -55,10 +55,6 @@ class ItemTable {
   class Rows;
   struct Row;
 
-  template <typename IsMeant>
-  [[nodiscard]] std::optional<OpenedItem> oldest(ItemClass itemClass, std::optional<std::string_view> main,
-                                                 const IsMeant& isMeant);
-  [[nodiscard]] std::optional<OpenedItem> oldest(const ItemMatch& match);
   [[nodiscard]] std::optional<platform::Secret> opened(ItemClass itemClass, const Row& row);
 
   void sealInto(std::int64_t id, const std::string& binding, const platform::Secret& secret);
