@@ -10,8 +10,8 @@
 namespace quelto::keychain::embedded {
 namespace {
 
-/// Virtual machine steps between two looks at the clock: some hundred microseconds.
-constexpr int stepsBetweenLooks = 10'000;
+/// Virtual machine instructions between two checks of the deadline: a few hundred microseconds.
+constexpr int instructionsBetweenChecks = 10'000;
 
 OSStatus statusOf(int result) {
   switch (result & 0xFF) {  // the low byte tells the kind
@@ -33,14 +33,12 @@ void require(int result) {
   if (result != SQLITE_OK) throw Failure(statusOf(result));
 }
 
-/// How a connection treats the file.
-/// - A rollback journal and no write-ahead log: the log needs memory shared by all that use the database, and
-///   home folders on a file server, used from several machines, have none. A journal that is truncated needs
-///   no further write to the folder for a commit to survive a loss of power, and is left with the mode of the
-///   database.
+/// - A rollback journal and no write-ahead log: the log needs memory that all users of the database share,
+///   which several machines with one home folder on a file server do not have. Truncating the journal commits
+///   without a further write to the folder.
 /// - What is deleted is overwritten.
-/// - Nothing spills into temporary files elsewhere.
-/// - A database that somebody changed is data: nothing in its schema is run, triggers and views least of all.
+/// - No temporary files elsewhere.
+/// - A database that somebody changed is only data: nothing in its schema is run.
 constexpr const char* connectionSettings =
     "PRAGMA trusted_schema = OFF; PRAGMA cell_size_check = ON; PRAGMA temp_store = MEMORY;"
     "PRAGMA secure_delete = ON; PRAGMA journal_mode = TRUNCATE; PRAGMA synchronous = FULL;";
@@ -95,9 +93,9 @@ void Database::open(const char* path, const char* vfs) {
   constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE;
   sqlite3* opened = nullptr;
   const int result = sqlite3_open_v2(path, &opened, flags, vfs);
-  database_.reset(opened);  // a handle comes with most failures as well
+  database_.reset(opened);  // most failures come with a handle too
   require(result);
-  // SQLite falls back to reading.
+  // SQLite opens for reading what it cannot open for writing.
   if (sqlite3_db_readonly(opened, "main") != 0) throw Failure(errSecNotAvailable);
   for (const int runs : {SQLITE_DBCONFIG_ENABLE_TRIGGER, SQLITE_DBCONFIG_ENABLE_VIEW}) {
     require(sqlite3_db_config(opened, runs, 0, nullptr));
@@ -112,7 +110,7 @@ void Database::waitForLocksAndStopAtDeadline() {
     return static_cast<Database*>(self)->deadline_.isOver() ? 1 : 0;
   };
   require(sqlite3_busy_handler(database_.get(), onBusy, this));
-  sqlite3_progress_handler(database_.get(), stepsBetweenLooks, onProgress, this);
+  sqlite3_progress_handler(database_.get(), instructionsBetweenChecks, onProgress, this);
 }
 
 void Database::requireNoWriteAheadLog() const {

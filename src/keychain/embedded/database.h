@@ -19,11 +19,11 @@ struct sqlite3_stmt;
 /// errSecIO for everything else (damage, full disk, failing disk). One thread at a time.
 namespace quelto::keychain::embedded {
 
-/// One use of a prepared statement. Gives it back when destroyed, and with it the read lock that a use which
-/// did not come to its last row holds.
+/// One run of a prepared statement. The destructor resets it, which also releases the read lock of a run that
+/// was left before its last row.
 class Statement {
  public:
-  /// Texts among the values are borrowed until this use ends.
+  /// Texts among the values are borrowed for the life of this object.
   template <typename... Values>
   explicit Statement(sqlite3_stmt* statement, const Values&... values) : statement_(statement) {
     int parameter = 0;
@@ -49,8 +49,8 @@ class Statement {
 class Database {
  public:
   /// Opens a database that exists, and keeps its folder open, through which SQLite finds the journal beside
-  /// it. Waits for locks until `deadline`. Fails with errSecNotAvailable, and has written nothing, for one
-  /// with a write-ahead log.
+  /// it. Waits for locks until `deadline`. errSecNotAvailable, with nothing written, when it has a
+  /// write-ahead log.
   Database(platform::PrivateFolder folder, const char* name, const platform::Deadline& deadline);
   /// An empty one in memory.
   explicit Database(const platform::Deadline& deadline);
@@ -64,8 +64,8 @@ class Database {
   void setDeadline(const platform::Deadline& deadline) { deadline_ = deadline; }
   [[nodiscard]] const platform::Deadline& deadline() const noexcept { return deadline_; }
 
-  /// A use of a statement with its values in the order of its parameters. `sql` is a literal, one use of it
-  /// at a time: the statement is prepared once and kept under the literal's address.
+  /// Starts a statement with its values in the order of its parameters. `sql` is a literal with one run at a
+  /// time: the statement is prepared once and kept under the literal's address.
   template <typename... Values>
   [[nodiscard]] Statement query(const char* sql, const Values&... values) {
     return Statement(prepared(sql), values...);
@@ -107,7 +107,7 @@ class Database {
 
   void open(const char* path, const char* vfs);
   void waitForLocksAndStopAtDeadline();
-  /// We never make one, and SQLite would fold it into the file before any version is looked at.
+  /// We never make one, and SQLite would merge it into the file before the version can be checked.
   void requireNoWriteAheadLog() const;
   [[nodiscard]] sqlite3_file* openFile() const;
   [[nodiscard]] sqlite3_stmt* prepared(const char* sql);

@@ -28,9 +28,9 @@ std::string emptyDatabase(const platform::Deadline& deadline) {
 
 void requireWholeDatabase(Database& database) {
   const std::int64_t version = database.number("PRAGMA user_version");
-  // A database is put in its place whole, so one without a version has been emptied since.
+  // A database is published whole, so one without a version was emptied later.
   if (version != schemaVersion) throw Failure(version > schemaVersion ? errSecNotAvailable : errSecIO);
-  // SQLite itself sees that whole pages are missing, and takes the missing part of a page for zeros.
+  // SQLite notices missing pages, but reads the missing part of a page as zeros.
   if (database.fileSize() < database.number("PRAGMA page_count") * database.number("PRAGMA page_size")) {
     throw Failure(errSecIO);
   }

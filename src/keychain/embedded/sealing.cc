@@ -34,7 +34,7 @@ SealingKey::SealingKey(const platform::Secret& bytes) : context_(EVP_CIPHER_CTX_
   }
 }
 
-/// Comes to the text next.
+/// Leaves the cipher ready for the text.
 void SealingKey::begin(Direction direction, std::string_view nonce, std::string_view boundTo) {
   int ignored = 0;
   // Without a key, this keeps the one that is set.

@@ -6,7 +6,7 @@
 
 namespace quelto::keychain::embedded {
 
-// The private constructor has made a whole object, so that a failure in here ends in the destructor.
+// It delegates, so the destructor also runs when this body throws.
 Transaction::Transaction(Kind kind, Database& database) : Transaction(database) {
   if (kind == Kind::reading) {
     database.run("BEGIN");
