@@ -35,11 +35,14 @@ OSStatus add(const std::string& account) {
   return SecItemAdd(item);
 }
 
-bool isThere(const std::string& account, const std::string& secret) {
+/// The secret, or the status of the look-up.
+std::string secretOf(const std::string& account) {
   SecDictionary query = itemOf(account);
   query.set(kSecReturnData, kCFBooleanTrue);
   std::optional<SecValue> result;
-  return SecItemCopyMatching(query, &result) == errSecSuccess && std::get<SecData>(*result)->view() == secret;
+  const OSStatus status = SecItemCopyMatching(query, &result);
+  if (status != errSecSuccess) return "status " + std::to_string(status);
+  return std::string(std::get<SecData>(*result)->view());
 }
 
 SecDictionary halfOf(SecConstant keyClass) {
@@ -91,43 +94,59 @@ void waitForEnd(Pipe& pipe) {
   (void)::read(pipe.readEnd.get(), &byte, 1);
 }
 
-enum Ending : int { well, madeThePair, writeFailed, pairFailed, itemLost, pairTorn };
+enum Ending : int { well, madeThePair, failed, itemLost, pairTorn };
 
-/// Adds items, changes the first and deletes the second.
-Ending write(const std::string& name) {
-  for (int item = 0; item < itemsOfEach; ++item) {
-    if (add(name + std::to_string(item)) != errSecSuccess) return writeFailed;
+/// Repeats a call that ran out of time, as one may on a busy machine. It may have been carried out all the same:
+/// then `again` is the status of the next one.
+template <typename Call>
+OSStatus finally(const Call& call, OSStatus again) {
+  OSStatus status = call();
+  for (int tries = 0; status == errSecNotAvailable && tries < 20; ++tries) {
+    status = call();
+    if (status == again) return errSecSuccess;
   }
-  SecDictionary changed = itemOf(name + "0");
-  SecDictionary deleted = itemOf(name + "1");
-  for (SecDictionary* query : {&changed, &deleted}) query->set(one.first, one.second);
-  if (SecItemUpdate(changed, {{kSecValueData, asData("changed")}}) != errSecSuccess) return writeFailed;
-  if (SecItemDelete(deleted) != errSecSuccess) return writeFailed;
-  const OSStatus status = addPair();
-  if (status == errSecSuccess) return madeThePair;
-  return status == errSecDuplicateItem ? well : pairFailed;
+  return status;
 }
 
-/// Looks as long as somebody writes for what is never touched, and for a pair of which only one half is
-/// there.
+/// Adds items, changes the first, deletes the second, and tries to make the pair.
+Ending write(const std::string& name) {
+  bool isDone = true;
+  for (int item = 0; item < itemsOfEach; ++item) {
+    const auto addIt = [&] { return add(name + std::to_string(item)); };
+    isDone = isDone && finally(addIt, errSecDuplicateItem) == errSecSuccess;
+  }
+  const auto update = [&] {
+    return SecItemUpdate({generic, {kSecAttrAccount, name + "0"}, one}, {{kSecValueData, asData("changed")}});
+  };
+  const auto remove = [&] { return SecItemDelete({generic, {kSecAttrAccount, name + "1"}, one}); };
+  isDone = isDone && finally(update, errSecSuccess) == errSecSuccess &&
+           finally(remove, errSecItemNotFound) == errSecSuccess;
+  const OSStatus status = finally(addPair, errSecSuccess);
+  if (!isDone || (status != errSecSuccess && status != errSecDuplicateItem)) return failed;
+  return status == errSecSuccess ? madeThePair : well;
+}
+
+/// Looks, as long as somebody writes, for what is never touched, and for a pair of which only one half is there.
 Ending read(int running) {
+  const std::string lost = "status " + std::to_string(errSecItemNotFound);
   for (char byte = 0; ::read(running, &byte, 1) != 0;) {
-    if (!isThere("untouched", "secret of untouched")) return itemLost;
+    if (secretOf("untouched") == lost) return itemLost;
     OSStatus status = errSecSuccess;
-    const SecKeyRef publicKey = findKey(kSecAttrKeyClassPublic, status);
-    if (publicKey != nullptr && findKey(kSecAttrKeyClassPrivate, status) == nullptr) return pairTorn;
+    if (findKey(kSecAttrKeyClassPublic, status) == nullptr) continue;
+    (void)findKey(kSecAttrKeyClassPrivate, status);
+    if (status == errSecItemNotFound) return pairTorn;
   }
   return well;
 }
 
 void expectNothingLost() {
-  EXPECT_TRUE(isThere("untouched", "secret of untouched"));
+  EXPECT_EQ(secretOf("untouched"), "secret of untouched");
   for (int writer = 0; writer < writers; ++writer) {
     const std::string name = std::to_string(writer) + "/";
-    EXPECT_TRUE(isThere(name + "0", "changed")) << name;
-    EXPECT_FALSE(isThere(name + "1", "secret of " + name + "1")) << name;
+    EXPECT_EQ(secretOf(name + "0"), "changed") << name;
+    EXPECT_EQ(secretOf(name + "1"), "status " + std::to_string(errSecItemNotFound)) << name;
     for (int item = 2; item < itemsOfEach; ++item) {
-      EXPECT_TRUE(isThere(name + std::to_string(item), "secret of " + name + std::to_string(item))) << name;
+      EXPECT_EQ(secretOf(name + std::to_string(item)), "secret of " + name + std::to_string(item));
     }
   }
   OSStatus status = errSecSuccess;
@@ -172,7 +191,8 @@ TEST_P(ManyProcesses, LoseNothingOfEachOther) {
   start.writeEnd.reset();
   std::array<int, pairTorn + 1> endings{};
   for (const pid_t child : writing) ++endings.at(static_cast<std::size_t>(exitStatusOf(child)));
-  EXPECT_EQ(endings, (std::array{writers - 1, 1, 0, 0, 0, 0})) << "one pair, and every write succeeds";
+  EXPECT_EQ(endings.at(well) + endings.at(madeThePair), writers) << "every write succeeds in the end";
+  EXPECT_LE(endings.at(madeThePair), 1) << "none when the one ran out of time";
   for (const pid_t child : reading) EXPECT_EQ(exitStatusOf(child), well);
   expectNothingLost();
 }
