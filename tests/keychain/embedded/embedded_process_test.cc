@@ -252,11 +252,11 @@ bool ownMounts(const KeychainFolder& folder) {
   if (::unshare(CLONE_NEWNS) != 0) return enterUserNamespace();
   const UniqueFd root(::open("/", O_PATH | O_CLOEXEC));
   // A chroot's root need not be a mount point. Outside of any root, the way up leads to the one that is.
-  if (::fchdir(root.get()) != 0 || ::chroot(folder.above().c_str()) != 0) return false;
+  bool isOutside = ::fchdir(root.get()) == 0 && ::chroot(folder.above().c_str()) == 0;
   constexpr int deepest = 100;
-  for (int i = 0; i < deepest; ++i) static_cast<void>(::chdir(".."));
-  return ::mount("none", ".", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 && ::fchdir(root.get()) == 0 &&
-         ::chroot(".") == 0;
+  for (int i = 0; isOutside && i < deepest; ++i) isOutside = ::chdir("..") == 0;
+  return isOutside && ::mount("none", ".", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+         ::fchdir(root.get()) == 0 && ::chroot(".") == 0;
 }
 
 /// A file system of its own, seen by this process only.
