@@ -1,12 +1,16 @@
 """Which list of servers is read at all, and how its records and the command line together make ssh's arguments."""
 
 import os
+import pathlib
 import pwd
+import re
 import shutil
-import sys
+import subprocess
+import unittest
 
-from surroundings import EndToEndTest
+from surroundings import LIMIT, TOOL, EndToEndTest
 
+ROOT = pathlib.Path(__file__).parents[2]
 RECORD = "host\t2222\tlisted\t/listed/key\t\t-o Listed=yes"
 READ = ["-l", "alice", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "alice@host", "svnserve"]
 NOT_READ = ["-l", "alice", "alice@host", "svnserve"]
@@ -22,9 +26,9 @@ class Files(EndToEndTest):
         os.rename(self.list, self.path("elsewhere"))
         os.symlink(self.path("elsewhere"), self.list)
 
-    def giveAway(self):
-        self.writeList(RECORD)
-        os.chown(self.list, pwd.getpwnam("nobody").pw_uid, -1)
+    def assertSshGets(self, expected, program=TOOL, words=()):
+        result = self.runTool(*words, "alice@host", "svnserve", program=program)
+        self.assertEqual((result.status, result.stderr, result.record["arguments"]), (0, b"", expected))
 
     def testWhatIsRead(self):
         rows = [("a list", lambda: self.writeList(f"other\t1\n{RECORD}\n"), READ),
@@ -39,18 +43,24 @@ class Files(EndToEndTest):
                 ("a byte above 16 MiB", self.makeSparse, NOT_READ),
                 ("millions of lines", lambda: self.writeList(RECORD + "\n" + "a\n" * (7 << 20)), NOT_READ),
                 ("writable by everyone", lambda: self.writeList(RECORD, mode=0o602), NOT_READ)]
-        if os.geteuid() == 0:
-            rows.append(("another user's", self.giveAway, NOT_READ))
-        else:
-            print("Not run as root: a list that belongs to another user is not tried.", file=sys.stderr)
-            rows.append(("not readable", lambda: self.writeList(RECORD, mode=0o200), NOT_READ))
         for name, make, expected in rows:
             with self.subTest(name):
                 shutil.rmtree(os.path.dirname(self.list))
                 os.mkdir(os.path.dirname(self.list))
                 make()
-                result = self.runTool("alice@host", "svnserve")
-                self.assertEqual((result.status, result.record["arguments"]), (0, expected))
+                self.assertSshGets(expected)
+
+    def testUnreadableListIsNotRead(self):
+        self.writeList(RECORD, mode=0o200)
+        # Root reads any file until it gives up the right to.
+        rights = ["--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
+        self.assertSshGets(NOT_READ, program="/usr/bin/setpriv", words=[*rights, TOOL])
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can give a file away")
+    def testListOfAnotherUserIsNotRead(self):
+        self.writeList(RECORD)
+        os.chown(self.list, pwd.getpwnam("nobody").pw_uid, -1)
+        self.assertSshGets(NOT_READ)
 
 
 class Merge(EndToEndTest):
@@ -74,6 +84,14 @@ class Merge(EndToEndTest):
                 self.writeList(records)
                 result = self.runTool(*words, change={"SSH_TUNNEL": tunnel})
                 self.assertEqual((result.status, result.record["arguments"]), (0, expected))
+
+    def testCommandOfTheManualAddsAServer(self):
+        command = re.search(r"^    mkdir .+\n(    .+\n)+", (ROOT / "README.md").read_text(), re.MULTILINE)[0]
+        subprocess.run(["sh", "-euc", command], check=True, timeout=LIMIT, env={"HOME": self.home, "PATH": "/usr/bin:/bin"})
+        result = self.runTool("svn.example.org")
+        self.assertEqual(result.record["arguments"],
+                         ["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30", "-C",
+                          "alice@svn.example.org"])
 
     def testProgramOfTheRecord(self):
         other = self.program("other", "echo other")
