@@ -17,7 +17,9 @@ find_package(PkgConfig REQUIRED)
 
 find_program(QUELTO_CCACHE ccache)
 if(QUELTO_CCACHE)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUELTO_CCACHE})
+  # Another clone of this project then finds what this one has compiled.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    ${CMAKE_COMMAND} -E env CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${QUELTO_CCACHE})
 endif()
 
 add_library(quelto_options INTERFACE)
@@ -93,6 +95,9 @@ function(quelto_inside_bundle name)
   #add_dependencies(${name} quelto_modules)
 endfunction()
 
+# All test programs, for a build that needs nothing else.
+add_custom_target(quelto_unit_tests)
+
 # A test program of one folder: quelto_test(NAME SOURCES a.cc ... LINK library ...)
 function(quelto_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
@@ -100,7 +105,12 @@ function(quelto_test name)
   target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   quelto_inside_bundle(${name})
+  if(QUELTO_FUZZ)
+    # The fuzzers need instrumented libraries. Tests that are instrumented themselves are built with GCC.
+    target_compile_options(${name} PRIVATE -O0 -fno-sanitize=all)
+  endif()
+  add_dependencies(quelto_unit_tests ${name})
   set(suppressions ${PROJECT_SOURCE_DIR}/tests/thread_sanitizer_suppressions.txt)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT 120 ENVIRONMENT TSAN_OPTIONS=suppressions=${suppressions})
+    PROPERTIES LABELS unit TIMEOUT 120 ENVIRONMENT TSAN_OPTIONS=suppressions=${suppressions})
 endfunction()
