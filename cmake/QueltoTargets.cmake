@@ -92,7 +92,7 @@ endfunction()
 # Lets a program that is not installed find the bundle of the build tree as the tool itself does.
 function(quelto_inside_bundle name)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/${QUELTO_CONTENTS}/Tests)
-  #add_dependencies(${name} quelto_modules)
+  add_dependencies(${name} quelto_modules)
 endfunction()
 
 # All test programs, for a build that needs nothing else.
