@@ -114,7 +114,7 @@ TEST(EmbeddedProcesses, LoseNothingWhenSixteenWriteAndEightReadFromTheBeginning)
 }
 
 TEST(EmbeddedProcesses, MakeOneWholePairWhenAllMakeTheSameAtOnce) {
-  for (int round = 0; round < 45; ++round) {
+  for (int round = 0; round < 30; ++round) {
     const KeychainFolder folder;
     std::vector<std::function<int()>> makers;
     for (int maker = 0; maker < 2 + round % 15; ++maker) {
