@@ -9,6 +9,7 @@
 
 #include "keychain/sec_item.h"
 #include "keychain/sec_key.h"
+#include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
 #include "tests/support/sessions.h"
 
@@ -90,8 +91,8 @@ int exitStatusOf(pid_t child) {
 
 void waitForEnd(Pipe& pipe) {
   pipe.writeEnd.reset();
-  char byte = 0;
-  (void)::read(pipe.readEnd.get(), &byte, 1);
+  std::array<char, 1> byte{};
+  (void)platform::readSome(pipe.readEnd.get(), byte);
 }
 
 enum Ending : int { well, madeThePair, failed, itemLost, pairTorn };

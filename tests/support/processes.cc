@@ -24,7 +24,7 @@ int exitStatusIn(int waitStatus) {
 
 Printed shell(const std::string& command) {
   std::FILE* const output =
-      ::popen(("exec 2>&1; unset G_MESSAGES_DEBUG G_DBUS_DEBUG; timeout 20 " + command).c_str(), "re");
+      ::popen(("exec 2>&1; unset G_MESSAGES_DEBUG G_DBUS_DEBUG; timeout 60 " + command).c_str(), "re");
   if (output == nullptr) throw std::runtime_error(command);
   Printed printed{};
   for (int character = 0; (character = std::fgetc(output)) != EOF;)

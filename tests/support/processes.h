@@ -8,7 +8,7 @@
 /// Processes that tests start beside themselves.
 namespace quelto::test {
 
-/// What a shell command prints; it has 20 seconds. `status` is its exit status.
+/// What a shell command prints; it has 60 seconds. `status` is its exit status.
 struct Printed {
   int status;
   std::string text;
