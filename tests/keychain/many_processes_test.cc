@@ -97,8 +97,8 @@ void waitForEnd(Pipe& pipe) {
 
 enum Ending : int { well, madeThePair, failed, itemLost, pairTorn };
 
-/// Repeats a call that ran out of time, as one may on a busy machine. It may have been carried out all the same:
-/// then `again` is the status of the next one.
+/// Repeats a call that ran out of time, as one may on a busy machine. It may have been carried out all the
+/// same: then `again` is the status of the next one.
 template <typename Call>
 OSStatus finally(const Call& call, OSStatus again) {
   OSStatus status = call();
@@ -127,7 +127,8 @@ Ending write(const std::string& name) {
   return status == errSecSuccess ? madeThePair : well;
 }
 
-/// Looks, as long as somebody writes, for what is never touched, and for a pair of which only one half is there.
+/// Looks, as long as somebody writes, for what is never touched, and for a pair of which only one half is
+/// there.
 Ending read(int running) {
   const std::string lost = "status " + std::to_string(errSecItemNotFound);
   for (char byte = 0; ::read(running, &byte, 1) != 0;) {
