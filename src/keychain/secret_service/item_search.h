@@ -21,8 +21,8 @@ class ItemSearch {
   ItemSearch(KeyringService& keyring, TimedCall& call) : keyring_(keyring), call_(call) {}
 
   /// Sets `found` to all matches of each, oldest first. Unless it is for reading, nobody else writes from
-  /// then on, as long as this lives. `locked` when a collection that holds a match, or without any match
-  /// could hold one, is not opened.
+  /// then on, as long as this lives. `locked` when a collection stays locked that holds a match or,
+  /// without any match, could hold one.
   [[nodiscard]] Outcome find(const std::vector<ItemMatch>& matches, Purpose purpose,
                              std::vector<std::vector<StoredItem>>& found);
 

@@ -24,7 +24,7 @@ class SecretSession {
 
   [[nodiscard]] Outcome open(const platform::Deadline& deadline);
 
-  /// The other calls are for an open session. Its object path:
+  /// The object path. This and the following are for an open session.
   [[nodiscard]] const std::string& path() const { return path_; }
 
   /// A secret as the keyring takes it, type "(oayays)"; null when OpenSSL fails.

@@ -1,7 +1,6 @@
 #include "keychain/secret_service/store_operation.h"
 
 #include <algorithm>
-#include <ranges>
 #include <string_view>
 
 #include "keychain/secret_service/prompt.h"
@@ -59,6 +58,7 @@ OSStatus StoreOperation::find(const ItemMatch& match, ItemStore::Want want, Item
 OSStatus StoreOperation::add(const std::vector<Item>& items) {
   if (!areAllDifferent(items)) return errSecDuplicateItem;
   std::vector<ItemMatch> matches;
+  matches.reserve(items.size());
   for (const Item& item : items) matches.push_back(matchForDuplicatesOf(item));
   std::vector<std::vector<StoredItem>> found;
   if (const Outcome outcome = search_.find(matches, ItemSearch::Purpose::adding, found);
@@ -171,7 +171,7 @@ Outcome StoreOperation::create(const std::vector<Item>& items) {
   if (outcome == Outcome::done) return outcome;
   // By path, since another maker's items may have the same attributes, and in reverse, so that nobody finds
   // an item without those before it.
-  for (const std::string& path : std::views::reverse(created)) (void)removeItem(path, never);
+  for (; !created.empty(); created.pop_back()) (void)removeItem(created.back(), never);
   return outcome;
 }
 

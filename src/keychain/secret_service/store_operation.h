@@ -18,7 +18,7 @@ struct Keyring {
   SecretSession session{service};
 };
 
-/// One call of the store, on the call's thread, with a daemon that is found. Results are those of
+/// What one call of the store does, on the call's thread, once the daemon is found. Results are those of
 /// `ItemStore`; secrets are the call's.
 class StoreOperation {
  public:

@@ -63,7 +63,7 @@ TEST_F(SecretServicePair, IsAddedWholeOrNotAtAll) {
 /// Tells this program that it is one of the processes of the test below.
 constexpr const char* isOneOfMany = "QUELTO_TEST_IS_ONE_OF_MANY";
 constexpr int makersInProcess = 4;
-constexpr int rounds = 8;
+constexpr int rounds = 6;
 
 /// Adds, in each round, a pair that all makers want to add, and an item of its own. How many pairs it has
 /// added; more than there are when another answer than "success" and "duplicate" came.
