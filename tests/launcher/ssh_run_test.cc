@@ -12,32 +12,31 @@
 namespace quelto::launcher {
 namespace {
 
+void waitForHandler(int number, void (*handler)(int)) {
+  struct sigaction action {};
+  do {
+    ::sigaction(number, nullptr, &action);
+  } while (action.sa_handler != handler);
+}
+
 TEST(RunSsh, WaitsForBackgroundWorkAndLeavesTheSignalsAtTheirDefault) {
   const test::TemporaryFolder folder;
   platform::Semaphore finish(0);
   std::atomic<bool> isDone = false;
   std::jthread worker([&] {
-    struct sigaction action {};
-    do {
-      ::sigaction(SIGTERM, nullptr, &action);
-    } while (action.sa_handler != signalReceived);
+    waitForHandler(SIGTERM, signalReceived);
     folder.write("go", "");
-    do {
-      ::sigaction(SIGINT, nullptr, &action);
-    } while (action.sa_handler != SIG_DFL);
+    waitForHandler(SIGINT, SIG_DFL);
     isDone = true;
     finish.signal();
   });
   const std::string waitAndEnd = "until [ -e " + folder.path("go") + " ]; do :; done; exit 7";
   EXPECT_EQ(runSsh({.program = "/bin/sh", .arguments = {"-c", waitAndEnd}, .environment = {}}, finish), 7);
   EXPECT_TRUE(isDone);
-}
-
-TEST(RunSsh, WaitsForBackgroundWorkWhenSshCannotBeStarted) {
-  platform::Semaphore finish(1);
+  finish.signal();
   EXPECT_EQ(runSsh({.program = "/nonexistent/ssh", .arguments = {}, .environment = {}}, finish),
             std::nullopt);
-  EXPECT_FALSE(finish.waitFor(std::chrono::seconds(0))) << "the one count was not waited for";
+  EXPECT_FALSE(finish.waitFor(std::chrono::seconds(0))) << "that of a failed start was not waited for";
 }
 
 }  // namespace

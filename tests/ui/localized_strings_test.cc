@@ -19,9 +19,8 @@ class LocalizedString : public testing::Test {
     folder_.write("en.lproj/T.strings", "all = enT; joined = enT; enT = enT; own = own; \"\" = empty;");
     folder_.write("en.lproj/Localizable.strings", "all = enD; enD = enD;");
     folder_.write("de.lproj/T.strings",
-                  "all = deT; deT = deT; own = own; joined = \"join \\\n ed\"; long = \"a \\\n \t\r\n "
-                  "b\\\nc\"; twice = \"a \\\\\n b "
-                  "\\\n\\\n c\";");
+                  "all = deT; deT = deT; own = own; joined = \"join \\\n ed\"; "
+                  "long = \"a \\\n \t\r\n b\\\nc\"; twice = \"a \\\\\n b \\\n\\\n c\";");
     folder_.write("de.lproj/Localizable.strings", "all = deD; deD = deD;");
     folder_.write("fr.lproj/T.strings", "all = frT;");
     folder_.write("fr.lproj/Other.strings", "other = frO;");
@@ -31,62 +30,54 @@ class LocalizedString : public testing::Test {
     defaultGlobalLocalizedTable = "";
   }
 
-  [[nodiscard]] std::string text(std::string_view name, std::string_view table,
-                                 std::string_view value = "") const {
-    return localizedString(system_, name, table, value);
-  }
-
   test::TemporaryFolder folder_;
   platform::BundleStrings system_{folder_.path(), "de"};
 };
 
 TEST_F(LocalizedString, SearchesTheChainOfTables) {
-  struct Row {
+  constexpr const char* none = "(default)";
+  const struct {
     std::optional<std::string> language;
-    const char* table;
-    const char* name;
-    const char* text;
-  };
-  const Row rows[] = {
+    const char *table, *name, *text, *value = none, *defaultTable = "";
+  } rows[] = {
       {{}, "T", "all", "deT"},
       {{}, "T", "deD", "deD"},
       {{}, "T", "enT", "enT"},
       {{}, "T", "enD", "enD"},
       {{}, "", "all", "deD"},
       {{}, "", "enD", "enD"},
-      {{}, "", "enT", "(default)"},
-      {{}, "T", "no", "(default)"},
+      {{}, "", "enT", none},
+      {{}, "T", "no", none},
       {"", "T", "all", "deT"},
       {"fr", "T", "all", "frT"},
-      {"fr", "T", "deT", "(default)"},
+      {"fr", "T", "deT", none},
       {"fr", "T", "enD", "enD"},
       {"fr", "", "all", "enD"},
       {"xx", "T", "all", "enT"},
       {"../../x", "T", "all", "enT"},
       {{}, "../fr.lproj/T", "all", "frT"},
       {"fr", "../en.lproj/T", "all", "enT"},
-      {"fr", "../fr.lproj/T", "enT", "(default)"},
-      {{}, ".hidden", "all", "(default)"},
-      {{}, "T", "", "(default)"},
+      {"fr", "../fr.lproj/T", "enT", none},
+      {{}, ".hidden", "all", none},
+      {{}, "T", "", none},
+      {{}, "T", "deD", none, none, "Other"},
+      {"fr", "T", "other", "frO", none, "Other"},
+      // An entry that equals its default is found, so that no other table is asked; one that equals its key
+      // is missing, unless there is a default.
+      {{}, "T", "all", "deT", "deT"},
+      {{}, "T", "own", "", ""},
+      {{}, "T", "own", "own"},
+      {{}, "T", "no", "", ""},
+      // Continued lines are joined, which makes no key of the entry.
+      {{}, "T", "joined", "joined", "joined"},
+      {{}, "T", "long", "ab\\\nc"},
+      {{}, "T", "twice", "ab\\\n c"},
   };
-  for (const Row& row : rows) {
-    globalCustomLanguage = row.language;
-    EXPECT_EQ(text(row.name, row.table, "(default)"), row.text) << row.table << " " << row.name;
+  for (const auto& [language, table, name, text, value, defaultTable] : rows) {
+    globalCustomLanguage = language;
+    defaultGlobalLocalizedTable = defaultTable;
+    EXPECT_EQ(localizedString(system_, name, table, value), text) << table << " " << name;
   }
-}
-
-TEST_F(LocalizedString, TheDefaultTableCanBeAnotherOne) {
-  defaultGlobalLocalizedTable = "Other";
-  EXPECT_EQ(text("deD", "T", "(default)"), "(default)");
-  globalCustomLanguage = "fr";
-  EXPECT_EQ(text("other", "T", "(default)"), "frO");
-}
-
-TEST_F(LocalizedString, TellsAMissingEntryFromOneThatEqualsItsDefaultOrKey) {
-  EXPECT_EQ(text("all", "T", "deT"), "deT") << "found here, so no other table is asked";
-  EXPECT_EQ(text("own", "T", ""), "") << "an entry equal to its key counts as missing";
-  EXPECT_EQ(text("own", "T", "(default)"), "own") << "unless there is a default";
-  EXPECT_EQ(text("no", "T", ""), "");
 }
 
 TEST_F(LocalizedString, IsFoundByManyThreadsAtOnce) {
@@ -103,13 +94,6 @@ TEST_F(LocalizedString, IsFoundByManyThreadsAtOnce) {
       });
     }
   }
-}
-
-TEST_F(LocalizedString, JoinsContinuedLines) {
-  EXPECT_EQ(text("joined", "T", "joined"), "joined")
-      << "the entry itself is no key, so no other table is asked";
-  EXPECT_EQ(text("long", "T"), "ab\\\nc");
-  EXPECT_EQ(text("twice", "T"), "ab\\\n c");
 }
 
 }  // namespace

@@ -10,11 +10,7 @@ namespace {
 
 TEST(Formatted, FillsPlaceholdersAndNeverFails) {
   const std::array<std::string, 2> arguments{"one", "%2$@"};
-  struct Row {
-    std::string_view format;
-    std::string_view text;
-  };
-  const Row rows[] = {
+  const std::pair<std::string_view, std::string_view> rows[] = {
       {"plain", "plain"},
       {"", ""},
       {"%@ and %@", "one and %2$@"},
@@ -28,7 +24,7 @@ TEST(Formatted, FillsPlaceholdersAndNeverFails) {
       {"%-1$@ %+1$@", "%-1$@ %+1$@"},
       {"\xFF%@\xC3", "\xFFone\xC3"},
   };
-  for (const Row& row : rows) EXPECT_EQ(formatted(row.format, arguments), row.text) << row.format;
+  for (const auto& [format, text] : rows) EXPECT_EQ(formatted(format, arguments), text) << format;
   EXPECT_EQ(formatted("%@%1$@", {}), "");
 }
 

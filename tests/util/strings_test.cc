@@ -10,18 +10,13 @@ namespace {
 // "e" and a combining acute accent, and the same character in one scalar.
 constexpr std::string_view decomposed = "e\u0301";
 constexpr std::string_view composed = "\u00E9";
-constexpr std::string_view family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
 constexpr auto smallest = std::numeric_limits<std::int64_t>::min();
 constexpr auto largest = std::numeric_limits<std::int64_t>::max();
 
 TEST(Substr, ToAnIncludedPosition) {
-  struct Row {
-    std::string text;
-    CharactersTo range;
-    std::string_view result;
-  };
+  constexpr std::string_view family = "\U0001F468\u200D\U0001F469\u200D\U0001F467";
   const std::string accents = "a" + std::string(decomposed) + "b" + std::string(family) + "c";
-  const Row rows[] = {
+  const std::tuple<std::string, CharactersTo, std::string_view> rows[] = {
       {"abcdef", {1, 3}, "bcd"},
       {"abcdef", {-2, -1}, "ef"},
       {"abcdef", {-10, 2}, "abc"},
@@ -30,39 +25,29 @@ TEST(Substr, ToAnIncludedPosition) {
       {"abcdef", {6, 9}, ""},
       {"abcdef", {4, 2}, ""},
       {"abcdef", {2, 100}, "cdef"},
-      {"abcdef", {smallest, largest}, "abcdef"},
-      {"abcdef", {largest, smallest}, ""},
       {"", {0, 0}, ""},
+      {"abcdef", {smallest, largest}, "abcdef"},
       {"a  b  ", {1, -1, true}, "b"},
+      {"abcdef", {largest, smallest}, ""},
       {"a\r\nb", {1, 1}, "\r\n"},
       {"a\r\nb", {2, -1}, "b"},
       {"a\n\rb", {2, 2}, "\r"},
       {accents, {1, 1}, decomposed},
       {accents, {3, 3}, family},
       {accents, {-1, -1}, "c"},
-      {"x\xFFy\xC3", {1, 2}, "\xFFy"},
-  };
-  for (const Row& row : rows) {
-    EXPECT_EQ(substr(row.text, row.range), row.result)
-        << row.text << " " << row.range.from << " " << row.range.to;
-  }
+      {"x\xFFy\xC3", {1, 2}, "\xFFy"}};
+  for (const auto& [text, range, result] : rows)
+    EXPECT_EQ(substr(text, range), result) << text << " " << range.from << " " << range.to;
 }
 
 TEST(Substr, ByCount) {
-  struct Row {
-    std::string_view text;
-    CharacterCount range;
-    std::string_view result;
-  };
-  const Row rows[] = {
+  const std::tuple<std::string_view, CharacterCount, std::string_view> rows[] = {
       {"abcdef", {4, 10}, "ef"},      {"abcdef", {-3, 2}, "de"},
       {"abcdef", {0, 0}, ""},         {"abcdef", {-9, 2}, "ab"},
       {"abcdef", {6, 1}, ""},         {"abcdef", {2, largest}, "cdef"},
       {"abcdef", {smallest, 1}, "a"}, {"abcdef", {0, smallest}, ""},
-      {" a b ", {0, 4, true}, "a b"}, {"a\u00E9\r\nb", {1, 2}, "\u00E9\r\n"},
-  };
-  for (const Row& row : rows)
-    EXPECT_EQ(substr(row.text, row.range), row.result) << row.text << row.range.from;
+      {" a b ", {0, 4, true}, "a b"}, {"a\u00E9\r\nb", {1, 2}, "\u00E9\r\n"}};
+  for (const auto& [text, range, result] : rows) EXPECT_EQ(substr(text, range), result) << text << range.from;
 }
 
 TEST(Trim, StripsScalarsFromBothEnds) {
@@ -80,8 +65,7 @@ TEST(Trim, StripsScalarsFromBothEnds) {
 TEST(Ltrim, StripsWholeCharacters) {
   EXPECT_EQ(ltrim(" \t x ", {" ", "\t"}), "x ");
   EXPECT_EQ(ltrim("  x", {}), "  x");
-  EXPECT_EQ(ltrim("   ", {" "}), "");
-  EXPECT_EQ(ltrim("", {" "}), "");
+  for (const char* nothingLeft : {"   ", ""}) EXPECT_EQ(ltrim(nothingLeft, {" "}), "");
   EXPECT_EQ(ltrim("\r\n\nx", {"\n"}), "\r\n\nx") << "CR LF is another character than LF";
   EXPECT_EQ(ltrim("\r\n\nx", {"\r\n", "\n"}), "x");
   EXPECT_EQ(ltrim(std::string(decomposed) + "e", {composed}), "e") << "canonical equivalence";
@@ -89,30 +73,17 @@ TEST(Ltrim, StripsWholeCharacters) {
 }
 
 TEST(DecimalInteger, TakesASignAndDigitsOnly) {
-  struct Row {
-    std::string_view text;
-    std::optional<std::int64_t> number;
-  };
-  const Row rows[] = {
+  const std::pair<std::string_view, std::optional<std::int64_t>> rows[] = {
       {"22", 22},
       {"+12", 12},
       {"-5", -5},
       {"007", 7},
       {"9223372036854775807", largest},
-      {"-9223372036854775808", smallest},
-      {"9223372036854775808", {}},
-      {"", {}},
-      {"+", {}},
-      {"-", {}},
-      {"+-1", {}},
-      {"-+1", {}},
-      {" 22", {}},
-      {"22 ", {}},
-      {"0x10", {}},
-      {"2_2", {}},
-      {"\u0662", {}},
-  };
-  for (const Row& row : rows) EXPECT_EQ(decimalInteger(row.text), row.number) << row.text;
+      {"-9223372036854775808", smallest}};
+  for (const auto& [text, number] : rows) EXPECT_EQ(decimalInteger(text), number) << text;
+  for (const char* wrong :
+       {"9223372036854775808", "", "+", "-", "+-1", "-+1", " 22", "22 ", "0x10", "2_2", "\u0662"})
+    EXPECT_EQ(decimalInteger(wrong), std::nullopt) << wrong;
 }
 
 }  // namespace

@@ -15,12 +15,8 @@ Entries parse(std::string_view content) {
   return {table.begin(), table.end()};
 }
 
-TEST(StringsTableTest, ReadsWhatTheFormatAllows) {
-  struct Row {
-    std::string content;
-    Entries entries;
-  };
-  const Row rows[] = {
+TEST(StringsTableTest, ReadsWhatTheFormatAllowsUntilItBreaks) {
+  const std::pair<std::string, Entries> rows[] = {
       {"", {}},
       {"/* a */\"k\" /* b */ = // c\n \"v\" ; bare.word=x-1;", {{"k", "v"}, {"bare.word", "x-1"}}},
       {"\"itself\";'single' = '\"';", {{"itself", "itself"}, {"single", "\""}}},
@@ -33,15 +29,11 @@ TEST(StringsTableTest, ReadsWhatTheFormatAllows) {
       {"\xFF\xFE\"\0k\0\"\0=\0\"\0\xE9\0\"\0;\0"s, {{"k", "\u00E9"}}},
       {"\xFE\xFF\0k\0=\0v\0;\0"s, {{"k", "v"}}},
   };
-  for (const Row& row : rows)
-    EXPECT_EQ(parse(row.content), row.entries) << testing::PrintToString(row.content);
-}
-
-TEST(StringsTableTest, KeepsWhatStandsBeforeABreak) {
+  for (const auto& [content, entries] : rows)
+    EXPECT_EQ(parse(content), entries) << testing::PrintToString(content);
   for (const char* broken : {"\"b\" = \"v\"", "\"b\" \"v\";", "\"b\" = \"v", "\"b\" = \"v\\", "/* no end",
-                             "= \"v\";", "b = {", "\"b\" = \"\xFF\";", "\"b\" = ;", ";"}) {
+                             "= \"v\";", "b = {", "\"b\" = \"\xFF\";", "\"b\" = ;", ";"})
     EXPECT_EQ(parse("a = \"1\"; "s + broken + " c = \"3\""), (Entries{{"a", "1"}})) << broken;
-  }
 }
 
 }  // namespace
