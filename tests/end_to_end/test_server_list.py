@@ -10,96 +10,89 @@ import unittest
 
 from surroundings import LIMIT, TOOL, EndToEndTest
 
-ROOT = pathlib.Path(__file__).parents[2]
+MANUAL = pathlib.Path(__file__).parents[2] / "README.md"
 RECORD = "host\t2222\tlisted\t/listed/key\t\t-o Listed=yes"
 READ = ["-l", "alice", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "alice@host", "svnserve"]
 NOT_READ = ["-l", "alice", "alice@host", "svnserve"]
 
 
-class Files(EndToEndTest):
-    def makeSparse(self):
-        self.writeList(RECORD + "\n")
-        os.truncate(self.list, (16 << 20) + 1)
-
-    def makeLink(self):
-        self.writeList(RECORD)
-        os.rename(self.list, self.path("elsewhere"))
-        os.symlink(self.path("elsewhere"), self.list)
-
-    def assertSshGets(self, expected, program=TOOL, words=()):
-        result = self.runTool(*words, "alice@host", "svnserve", program=program)
+class ServerList(EndToEndTest):
+    def assertSshGets(self, expected, *words, **options):
+        result = self.runTool(*words, **options)
         self.assertEqual((result.status, result.stderr, result.record["arguments"]), (0, b"", expected))
 
     def testWhatIsRead(self):
-        rows = [("a list", lambda: self.writeList(f"other\t1\n{RECORD}\n"), READ),
+        def makeSparse():
+            self.writeList(RECORD + "\n")
+            os.truncate(self.list, (16 << 20) + 1)
+
+        def makeLink():
+            self.writeList(RECORD)
+            os.rename(self.list, self.path("elsewhere"))
+            os.symlink(self.path("elsewhere"), self.list)
+
+        for name, make, expected in (
+                ("a list", lambda: self.writeList(f"other\t1\n{RECORD}\n"), READ),
                 ("no final line end", lambda: self.writeList(RECORD), READ),
                 ("CR LF", lambda: self.writeList(f"other\t1\r\n{RECORD}\r\n"), READ),
-                ("a link to a list", self.makeLink, READ),
+                ("a link to a list", makeLink, READ),
                 ("writable by the group", lambda: self.writeList(RECORD, mode=0o660), READ),
                 ("missing", lambda: None, NOT_READ),
                 ("a folder", lambda: os.mkdir(self.list), NOT_READ),
                 ("a FIFO that nobody writes to", lambda: os.mkfifo(self.list), NOT_READ),
                 ("not UTF-8", lambda: self.writeList(RECORD.encode() + b"\n\xff\n"), NOT_READ),
-                ("a byte above 16 MiB", self.makeSparse, NOT_READ),
+                ("a byte above 16 MiB", makeSparse, NOT_READ),
                 ("millions of lines", lambda: self.writeList(RECORD + "\n" + "a\n" * (7 << 20)), NOT_READ),
-                ("writable by everyone", lambda: self.writeList(RECORD, mode=0o602), NOT_READ)]
-        for name, make, expected in rows:
+                ("writable by everyone", lambda: self.writeList(RECORD, mode=0o602), NOT_READ)):
             with self.subTest(name):
                 shutil.rmtree(os.path.dirname(self.list))
                 os.mkdir(os.path.dirname(self.list))
                 make()
-                self.assertSshGets(expected)
+                self.assertSshGets(expected, "alice@host", "svnserve")
 
     def testUnreadableListIsNotRead(self):
         self.writeList(RECORD, mode=0o200)
         # Root reads any file until it gives up the right to.
         rights = ["--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
-        self.assertSshGets(NOT_READ, program="/usr/bin/setpriv", words=[*rights, TOOL])
+        self.assertSshGets(NOT_READ, *rights, TOOL, "alice@host", "svnserve", program="/usr/bin/setpriv")
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can give a file away")
     def testListOfAnotherUserIsNotRead(self):
         self.writeList(RECORD)
         os.chown(self.list, pwd.getpwnam("nobody").pw_uid, -1)
-        self.assertSshGets(NOT_READ)
+        self.assertSshGets(NOT_READ, "alice@host", "svnserve")
 
-
-class Merge(EndToEndTest):
-    def testArgumentsOfSsh(self):
-        full = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "host", "svnserve", "-t"]
-        listed = ["-l", "listed", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "listed@host",
-                  "svnserve", "-t"]
-        own = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "cli@host", "svnserve", "-t"]
+    def testMerge(self):
+        command = ["host", "svnserve", "-t"]
+        full = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", *command]
+        listed = ["-l", "listed", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "listed@host", *command[1:]]
+        own = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "cli@host", *command[1:]]
+        mixed = ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]
         for name, records, tunnel, words, expected in (
                 ("the list overrides", RECORD, None, full, listed),
                 ("the list only fills in", RECORD, " YES ", full, own),
-                ("nothing to override", RECORD, None, ["host", "svnserve", "-t"], listed),
-                ("everything to fill in", RECORD, "yes", ["host", "svnserve", "-t"], listed),
-                ("the destination wins over the list", RECORD, None, ["-l", "cli", "me@host:99"],
-                 ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]),
-                ("the destination wins over the command line", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"],
-                 ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]),
+                ("nothing to override", RECORD, None, command, listed),
+                ("everything to fill in", RECORD, "yes", command, listed),
+                ("the destination wins over the list", RECORD, None, ["-l", "cli", "me@host:99"], mixed),
+                ("the destination wins over the words", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"], mixed),
                 ("a record without a port names 22", "host\t\tlisted", None, ["-p", "1", "host"],
                  ["-l", "listed", "-p", "22", "listed@host"])):
             with self.subTest(name):
                 self.writeList(records)
-                result = self.runTool(*words, change={"SSH_TUNNEL": tunnel})
-                self.assertEqual((result.status, result.record["arguments"]), (0, expected))
+                self.assertSshGets(expected, *words, change={"SSH_TUNNEL": tunnel})
 
     def testCommandOfTheManualAddsAServer(self):
-        command = re.search(r"^    mkdir .+\n(    .+\n)+", (ROOT / "README.md").read_text(), re.MULTILINE)[0]
-        subprocess.run(["sh", "-euc", command], check=True, timeout=LIMIT, env={"HOME": self.home, "PATH": "/usr/bin:/bin"})
-        result = self.runTool("svn.example.org")
-        self.assertEqual(result.record["arguments"],
-                         ["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30", "-C",
-                          "alice@svn.example.org"])
+        command = re.search(r"^    mkdir .+\n(    .+\n)+", MANUAL.read_text(), re.MULTILINE)[0]
+        subprocess.run(["sh", "-euc", command], check=True, timeout=LIMIT,
+                       env={"HOME": self.home, "PATH": "/usr/bin:/bin"})
+        self.assertSshGets(["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30", "-C",
+                            "alice@svn.example.org"], "svn.example.org")
 
     def testProgramOfTheRecord(self):
-        other = self.program("other", "echo other")
-        self.writeList(f"host\t22\tlisted\t\t{other}\n")
+        self.writeList(f"host\t22\tlisted\t\t{self.program('other', 'echo other')}\n")
         for name, change, output in (("overrides what was found", {}, b"other\n"),
                                      ("fills in nothing, since one was found", {"SSH_TUNNEL": "yes"}, b""),
                                      ("gives way to the environment", {"SSH_ORIGINAL": self.ssh}, b"")):
             with self.subTest(name):
                 result = self.runTool("host", change=change)
-                self.assertEqual((result.status, result.stdout), (0, output))
-                self.assertEqual(result.record is None, output != b"")
+                self.assertEqual((result.status, result.stdout, result.record is None), (0, output, output != b""))

@@ -37,7 +37,7 @@ try:
 except OSError:
     callersFiles = []  # the caller has ended
 with open(sys.argv[0] + ".record", "w") as file:
-    json.dump({"arguments": sys.argv[1:], "environment": sorted(map(os.fsdecode, environment)),
+    json.dump({"arguments": sys.argv[1:], "environment": list(map(os.fsdecode, environment)),
                "descriptors": descriptors, "callersFiles": callersFiles, "folder": os.readlink("/proc/self/cwd")}, file)
 """
 
