@@ -13,7 +13,6 @@ class Install(EndToEndTest):
                        timeout=LIMIT, stdout=subprocess.DEVNULL)
         tool = prefix + "/bin/queltoSSH"
         self.assertTrue(os.path.islink(tool))
-        self.assertIn(b"queltoSSH, 2.4.3.", self.runTool(program=tool).stdout)
         # A name that is not ASCII is compared by a module; a text comes from a table.
         self.writeList("B\u00DCCHER\t7\n")
         result = self.runTool("alice@bu\u0308cher", program=tool)
