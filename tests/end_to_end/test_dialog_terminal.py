@@ -1,71 +1,63 @@
 """The dialogs on a terminal: what they ask and take, and how they leave the terminal."""
 
+import itertools
 import os
 import re
 import signal
 import termios
 import tty
 
-from dialog_surroundings import C01, DRIVER, E02, E03, HOST, WAITING, DialogTest, childrenOf
+from dialog_surroundings import CANCELLED, DRIVER, E02, E03, HOST, WAITING, DialogTest, childrenOf
 from surroundings import LIMIT, readUntil
 
-QUESTION = b"SSH username: "
-REMEMBER = b" [Y/n] "
-BUTTONS = b" [y/n] "
+QUESTION, REMEMBER = "SSH username: ", " [Y/n] "
+BUTTONS = {"en": " [y/n] ", "de": "Ja / Nein [j/n] ", "es": " [s/n] "}
+YES, NO = {"stdout": b"true\n"}, {"stdout": b"false\n"}
+
+
+def answered(text):
+    return {"stdout": text.encode() + b"\n"}
 
 
 class Questions(DialogTest):
-    def answer(self, words, pairs, program=DRIVER, change=None, **expected):
+    def answer(self, words, pairs, program=DRIVER, language="", **expected):
         """Waits for each prompt and types the answer; returns what the terminal showed."""
         terminal, slave = self.openTerminal()
-        process = self.askOnTerminal(slave, *words, program=program, change=change)
+        process = self.askOnTerminal(slave, *words, program=program, change={"AUTH_LANGUAGE": language})
         shown = b""
         for prompt, keys in pairs:
-            shown += readUntil(terminal, prompt)
-            terminal.write(keys)
+            shown += readUntil(terminal, prompt.encode())
+            terminal.write(keys.encode())
         self.assertEndsOnTerminal(process, **expected)
         return shown
 
     def testField(self):
-        for name, value, pairs, answer in (
-                ("a name, remembered", "", ((QUESTION, b"alice\n"), (REMEMBER, b"\n")), "[alice] remember"),
-                ("forgotten", "", ((QUESTION, b"alice\n"), (REMEMBER, b"n\n")), "[alice] forget"),
-                ("the value as it stood", "bob", ((QUESTION + b"[bob] ", b"\n"), (REMEMBER, b" YES \n")),
-                 "[bob] remember"),
-                ("another one", "bob", ((QUESTION + b"[bob] ", b"alice\n"), (REMEMBER, b"No\n")), "[alice] forget"),
-                ("nothing", "", ((QUESTION, b"\n"), (REMEMBER, b"\n")), "[] remember"),
-                ("letters beyond ASCII", "", ((QUESTION, "jürgen日本\n".encode()), (REMEMBER, b"y\n")),
-                 "[jürgen日本] remember"),
-                ("no control characters", "", ((QUESTION, b"a\x1bl\ti\xc2\x9bce\r\n"), (REMEMBER, b"y\n")),
-                 "[alice] remember"),
-                ("corrected, in two pieces", "", ((QUESTION, b"alx\x7f\x04ice\n"), (REMEMBER, b"\n")),
-                 "[alice] remember"),
-                ("asked until it is yes or no", "",
-                 ((QUESTION, b"alice\n"), (REMEMBER, b"maybe\n"), (REMEMBER, b"n\n")), "[alice] forget")):
+        for name, value, keys, expected in (
+                ("a name, remembered", "", ("alice\n", "\n"), answered("[alice] remember")),
+                ("forgotten", "", ("alice\n", "n\n"), answered("[alice] forget")),
+                ("the value as it stood", "bob", ("\n", " YES \n"), answered("[bob] remember")),
+                ("another one", "bob", ("alice\n", "No\n"), answered("[alice] forget")),
+                ("nothing", "", ("\n", "\n"), answered("[] remember")),
+                ("letters beyond ASCII", "", ("jürgen日本\n", "y\n"), answered("[jürgen日本] remember")),
+                ("no control characters", "", ("a\x1bl\ti\x9bce\r\n", "y\n"), answered("[alice] remember")),
+                ("corrected, in two pieces", "", ("alx\x7f\x04ice\n", "\n"), answered("[alice] remember")),
+                ("asked until it is yes or no", "", ("alice\n", "maybe\n", "n\n"), answered("[alice] forget")),
+                ("cancelled", "", ("\x04",), CANCELLED),
+                ("cancelled at the check box", "", ("alice\n", "\x04"), CANCELLED)):
             with self.subTest(name):
-                self.answer(("field", HOST, value), pairs, stdout=answer.encode() + b"\n")
-
-    def testFieldIsCancelled(self):
-        for name, pairs in (("at the field", ((QUESTION, b"\x04"),)),
-                            ("at the check box", ((QUESTION, b"alice\n"), (REMEMBER, b"\x04")))):
-            with self.subTest(name):
-                self.answer(("field", HOST, ""), pairs, status=255, stderr=C01)
+                prompts = QUESTION + (f"[{value}] " if value else ""), REMEMBER, REMEMBER
+                self.answer(("field", HOST, value), zip(prompts, keys), **expected)
 
     def testAlert(self):
-        yes, no, mute = b"true\n", b"false\n", {}
-        for name, change, pairs, answer in (
-                ("yes", mute, ((BUTTONS, b"y\n"),), yes), ("no", mute, ((BUTTONS, b"n\n"),), no),
-                ("asked again", mute, ((BUTTONS, b"\n"), (BUTTONS, b"maybe\n"), (BUTTONS, b"Y\n")), yes),
-                ("cancelled", mute, ((BUTTONS, b"\x04"),), no),
-                ("cancelled after half a yes", mute, ((BUTTONS, b"y\x04\x04"),), no),
-                ("German yes", {"AUTH_LANGUAGE": "de"}, ((b"Ja / Nein [j/n] ", b"J\n"),), yes),
-                ("English yes in German", {"AUTH_LANGUAGE": "de"}, ((b" [j/n] ", b"y\n"),), yes),
-                ("German words", {"AUTH_LANGUAGE": "de"}, ((b" [j/n] ", b"NEIN\n"),), no),
-                ("Spanish letters composed otherwise", {"AUTH_LANGUAGE": "es"},
-                 ((b" [s/n] ", "si\u0301\n".encode()),), yes),
-                ("German letter in English", mute, ((BUTTONS, b"j\n"), (BUTTONS, b"n\n")), no)):
+        for name, language, keys, expected in (
+                ("yes", "en", ("y\n",), YES), ("no", "en", ("n\n",), NO),
+                ("asked again", "en", ("\n", "maybe\n", "Y\n"), YES),
+                ("cancelled", "en", ("\x04",), NO), ("cancelled after half a yes", "en", ("y\x04\x04",), NO),
+                ("German yes", "de", ("J\n",), YES), ("English yes in German", "de", ("y\n",), YES),
+                ("German words", "de", ("NEIN\n",), NO), ("German letter in English", "en", ("j\n", "n\n"), NO),
+                ("Spanish letters composed otherwise", "es", ("si\u0301\n",), YES)):
             with self.subTest(name):
-                self.answer(("alert",), pairs, change=change, stdout=answer)
+                self.answer(("alert",), zip(itertools.repeat(BUTTONS[language]), keys), language=language, **expected)
 
     def testTextsCannotSteerTheTerminal(self):
         for name, host, shown, accepted in (
@@ -74,38 +66,36 @@ class Questions(DialogTest):
                 ("C1 and direction", "a\x9bb\u202ec", "a?b?c", "ab\u202ec".encode()),
                 ("not UTF-8", b"caf\xe9\xff", "caf\ufffd\ufffd", b"caf\xe9\xff")):
             with self.subTest(name):
-                output = self.answer(("field", host, host), ((b"] ", b"\n"), (REMEMBER, b"\n")),
-                                     stdout=b"[" + accepted + b"] remember\n")
-                self.assertIn(f"'{shown}'".encode(), output)
-                self.assertIn(f"[{shown}] ".encode(), output)
-                self.assertIsNone(re.search("[^\r\n\x20-\x7e\ufffd]", output.decode()))
+                output = self.answer(("field", host, host), (("] ", "\n"), (REMEMBER, "\n")),
+                                     stdout=b"[" + accepted + b"] remember\n").decode()
+                self.assertIn(f"'{shown}'", output)
+                self.assertIn(f"[{shown}] ", output)
+                self.assertIsNone(re.search("[^\r\n\x20-\x7e\ufffd]", output))
 
     def testTablesCannotBendAnAnswer(self):
-        driver, yes, no = self.copiedDriver(), b"true\n", b"false\n"
-        for name, words, pairs, answer in (
-                ("exchanged", {"terminal_yes_letter": "n", "terminal_no_letter": "y"}, ((BUTTONS, b"n\n"),), no),
-                ("titles exchanged", {"button_yes": "No", "button_no": "Yes"}, ((BUTTONS, b"yes\n"),), yes),
-                ("both the same", {"terminal_yes_letter": "x", "terminal_no_letter": "x"},
-                 ((BUTTONS, b"x\n"), (BUTTONS, b"y\n")), yes),
-                ("empty", {"terminal_yes_letter": "", "button_yes": " "}, ((BUTTONS, b"\n"), (BUTTONS, b"n\n")), no),
-                ("capitals", {"terminal_yes_letter": "J"}, ((BUTTONS, b"j\n"),), yes),
-                ("a hint that steers", {"terminal_yes_no": "\\U001b[2J\\n"}, ((b"No ?[2J  ", b"y\n"),), yes),
+        driver, usual = self.copiedDriver(), BUTTONS["en"]
+        field, fieldOfBob, alert = ("field", HOST, ""), ("field", HOST, "bob"), ("alert",)
+        for name, texts, words, pairs, expected in (
+                ("exchanged", {"terminal_yes_letter": "n", "terminal_no_letter": "y"}, alert, ((usual, "n\n"),), NO),
+                ("titles exchanged", {"button_yes": "No", "button_no": "Yes"}, alert, ((usual, "yes\n"),), YES),
+                ("both the same", {"terminal_yes_letter": "x", "terminal_no_letter": "x"}, alert,
+                 ((usual, "x\n"), (usual, "y\n")), YES),
+                ("empty", {"terminal_yes_letter": "", "button_yes": " "}, alert,
+                 ((usual, "\n"), (usual, "n\n")), NO),
+                ("capitals", {"terminal_yes_letter": "J"}, alert, ((usual, "j\n"),), YES),
+                ("a hint that steers", {"terminal_yes_no": "\\U001b[2J\\n"}, alert, (("No ?[2J  ", "y\n"),), YES),
                 ("line breaks", {"gen_rsa_key_title": "one\\ntwo", "gen_rsa_key_mesg": "three\\r\\nfour\\U001b",
-                                 "button_yes": "Oh\\nyes", "terminal_yes_no": "[y/n]"},
-                 ((b"one\r\ntwo\r\nthree\r\nfour?\r\nOh yes / No [y/n] ", b"oh yes\n"),), yes)):
+                                 "button_yes": "Oh\\nyes", "terminal_yes_no": "[y/n]"}, alert,
+                 (("one\r\ntwo\r\nthree\r\nfour?\r\nOh yes / No [y/n] ", "oh yes\n"),), YES),
+                ("behind the check box", {"terminal_yes_no_default_yes": "\\U009b", "button_no": "Nein"}, field,
+                 ((QUESTION, "alice\n"), (". ? ", "nein\n")), answered("[alice] forget")),
+                ("without titles", {"field_ssh_username": "", "remember_ssh_username": ""}, fieldOfBob,
+                 ((" [bob] ", "alice\n"), (REMEMBER, "\n")), answered("[alice] remember"))):
             with self.subTest(name):
-                self.writeTable("Localizable", **words)
-                self.answer(("alert",), pairs, program=driver, change={"AUTH_LANGUAGE": "xx"}, stdout=answer)
-        with self.subTest("behind the check box"):
-            self.writeTable("Localizable", terminal_yes_no_default_yes="\\U009b", button_no="Nein")
-            self.answer(("field", HOST, ""), ((QUESTION, b"alice\n"), (b". ? ", b"nein\n")), program=driver,
-                        change={"AUTH_LANGUAGE": "xx"}, stdout=b"[alice] forget\n")
-        with self.subTest("without titles"):
-            self.writeTable("vantorSuiteSSH", field_ssh_username="", remember_ssh_username="")
-            self.answer(("field", HOST, "bob"), ((b" [bob] ", b"alice\n"), (b" ? ", b"\n")), program=driver,
-                        change={"AUTH_LANGUAGE": "xx"}, stdout=b"[alice] remember\n")
+                self.writeTables(**texts)
+                self.answer(words, pairs, program=driver, language="xx", **expected)
         with self.subTest("an error line is one line"):
-            self.writeTable("vantorSuiteSSH", error_create_dialog="a\\nqueltoSSH(E01): b\\U001b \\U200f\\U05d0")
+            self.writeTables(error_create_dialog="a\\nqueltoSSH(E01): b\\U001b \\U200f\\U05d0")
             failed = self.start("field", HOST, "", program=driver, change={"AUTH_LANGUAGE": "xx"})
             self.assertEnds(failed, stderr="queltoSSH(E02): a queltoSSH(E01): b \u200f\u05d0\n".encode(), status=255)
 
@@ -114,7 +104,7 @@ class Questions(DialogTest):
         terminal.write(b"typed ahead\n")
         readUntil(terminal, b"typed ahead\r\n")
         process = self.askOnTerminal(slave, "field", HOST, "")
-        readUntil(terminal, QUESTION)
+        readUntil(terminal, QUESTION.encode())
         terminal.write(b"alice\n\n")
         self.assertEndsOnTerminal(process, b"[alice] remember\n")
 
@@ -129,102 +119,86 @@ class Questions(DialogTest):
     def testHangUpEndsIt(self):
         terminal, slave = self.openTerminal()
         process = self.askOnTerminal(slave, "field", HOST, "")
-        readUntil(terminal, QUESTION)
+        readUntil(terminal, QUESTION.encode())
         terminal.close()
         # Its input has ended or failed, whichever it sees first; the signal goes to the leader of the session.
         stdout, stderr = process.communicate(timeout=LIMIT)
         self.assertEqual(stdout, b"status 255\n" + WAITING)
-        self.assertIn(stderr, (E03, C01))
-
-
-def change(*changes):
-    """Prepares a terminal: (index of the modes, what to set, what to clear), or all keys switched off."""
-    def prepare(slave):
-        modes = termios.tcgetattr(slave)
-        for index, added, removed in changes:
-            modes[index] = (modes[index] | added) & ~removed
-        if not changes:
-            modes[tty.CC] = [b"\0"] * len(modes[tty.CC])
-        termios.tcsetattr(slave, termios.TCSANOW, modes)
-    return prepare
+        self.assertIn(stderr, (E03, CANCELLED["stderr"]))
 
 
 IUTF8 = 0o40000  # the module does not name it
-# Asks for no change at all.
-asUsual = change((tty.IFLAG, IUTF8, 0))
-countBytes = change((tty.IFLAG, 0, IUTF8))
-lowerCapitals = change((tty.IFLAG, termios.IUCLC, 0))
-hideKeys = change((tty.LFLAG, 0, termios.ECHO))
-dropReturns = change((tty.IFLAG, termios.IGNCR, termios.ICRNL))
-dropEighthBits = change((tty.IFLAG, termios.ISTRIP, 0))
-turnLineEnds = change((tty.IFLAG, termios.INLCR, 0), (tty.OFLAG, 0, termios.ONLCR))
-takeKeysAway = change()
+# Of a terminal before the question: (index, what to set, what to clear).
+MODES = {
+    "as usual": ((tty.IFLAG, IUTF8, 0),),
+    "bytes for letters": ((tty.IFLAG, 0, IUTF8),),
+    "capitals lowered": ((tty.IFLAG, termios.IUCLC, 0),),
+    "no echo": ((tty.LFLAG, 0, termios.ECHO),),
+    "returns dropped": ((tty.IFLAG, termios.IGNCR, termios.ICRNL),),
+    "eighth bits dropped": ((tty.IFLAG, termios.ISTRIP, 0),),
+    "line ends turned": ((tty.IFLAG, termios.INLCR, 0), (tty.OFLAG, 0, termios.ONLCR))}
 # The signals that end a process by default and can be handled; of the real-time ones the first and the last.
 ENDING = set(signal.Signals) - {
     signal.SIGKILL, signal.SIGSTOP, signal.SIGCHLD, signal.SIGCONT, signal.SIGURG, signal.SIGWINCH, signal.SIGTSTP,
     signal.SIGTTIN, signal.SIGTTOU}
 
 
+def prepare(slave, mode):
+    if mode == "raw":
+        tty.setraw(slave)
+    modes = termios.tcgetattr(slave)
+    for index, added, removed in MODES.get(mode, ()):
+        modes[index] = (modes[index] | added) & ~removed
+    if mode == "no keys":
+        modes[tty.CC] = [b"\0"] * len(modes[tty.CC])
+    termios.tcsetattr(slave, termios.TCSANOW, modes)
+    return termios.tcgetattr(slave)
+
+
 class Modes(DialogTest):
     """During a question the terminal takes lines and shows them; afterwards it is as before."""
 
     def testModesAreFoundAgain(self):
-        def press(keys):
-            return lambda terminal, _: terminal.write(keys)
-
-        def send(number):
-            def toTheDriver(_, process):
-                [driver] = childrenOf(process.pid)
-                os.kill(driver, number)
-            return toTheDriver
-
         def ended(number):
             # The shell that leads the session prints a message for most of them.
             isSilent = number in (signal.SIGINT, signal.SIGPIPE)
             return {"status": 128 + number, "stderr": b"" if isSilent else signal.strsignal(number).encode() + b"\n"}
 
-        answered, cancelled = {"stdout": b"[alice] remember\n"}, {"status": 255, "stderr": C01}
-        for name, prepare, end, expected in (
-                ("as usual, answered", asUsual, press(b"alice\n\n"), answered),
-                ("as usual, Ctrl-C", asUsual, press(b"\x03"), ended(signal.SIGINT)),
-                ("raw, answered", tty.setraw, press(b"alice\r\r"), answered),
-                ("raw, cancelled", tty.setraw, press(b"\x04"), cancelled),
-                ("raw, Ctrl-C", tty.setraw, press(b"\x03"), ended(signal.SIGINT)),
-                *((f"raw, {number.name}", tty.setraw, send(number), ended(number)) for number in ENDING),
-                ("no echo, answered", hideKeys, press(b"alice\n\n"), answered),
-                ("no echo, SIGQUIT", hideKeys, press(b"\x1c"), ended(signal.SIGQUIT)),
-                ("returns dropped, answered", dropReturns, press(b"alice\r\r"), answered),
-                ("eighth bits dropped, answered", dropEighthBits, press("jürgen\n\n".encode()),
-                 {"stdout": "[jürgen] remember\n".encode()}),
-                ("line ends turned, answered", turnLineEnds, press(b"alice\n\n"), answered),
-                ("bytes for letters, corrected", countBytes, press("al\u00fc\x7fice\n\n".encode()), answered),
-                ("capitals lowered, answered", lowerCapitals, press(b"Alice\n\n"),
-                 {"stdout": b"[Alice] remember\n"}),
-                ("no keys, corrected", takeKeysAway, press(b"bob\x15alx\x7fice\n\n"), answered),
-                ("no keys, cancelled", takeKeysAway, press(b"\x04"), cancelled),
-                ("no keys, Ctrl-C", takeKeysAway, press(b"\x03"), ended(signal.SIGINT))):
-            with self.subTest(name):
+        alice = answered("[alice] remember")
+        for mode, end, expected in (
+                ("as usual", "alice\n\n", alice), ("as usual", "\x03", ended(signal.SIGINT)),
+                ("raw", "alice\r\r", alice), ("raw", "\x04", CANCELLED), ("raw", "\x03", ended(signal.SIGINT)),
+                *(("raw", number, ended(number)) for number in ENDING),
+                ("no echo", "alice\n\n", alice), ("no echo", "\x1c", ended(signal.SIGQUIT)),
+                ("returns dropped", "alice\r\r", alice),
+                ("eighth bits dropped", "jürgen\n\n", answered("[jürgen] remember")),
+                ("line ends turned", "alice\n\n", alice), ("bytes for letters", "al\u00fc\x7fice\n\n", alice),
+                ("capitals lowered", "Alice\n\n", answered("[Alice] remember")),
+                ("no keys", "bob\x15alx\x7fice\n\n", alice), ("no keys", "\x04", CANCELLED),
+                ("no keys", "\x03", ended(signal.SIGINT))):
+            with self.subTest(mode, end=end):
                 terminal, slave = self.openTerminal()
-                prepare(slave)
-                found = termios.tcgetattr(slave)
+                found = prepare(slave, mode)
                 process = self.askOnTerminal(slave, "field", HOST, "")
-                shown = readUntil(terminal, QUESTION)
-                flags = termios.tcgetattr(slave)[tty.LFLAG]
+                shown = readUntil(terminal, QUESTION.encode())
                 wanted = termios.ICANON | termios.ECHO | termios.ISIG
-                self.assertEqual(flags & wanted, wanted)
+                self.assertEqual(termios.tcgetattr(slave)[tty.LFLAG] & wanted, wanted)
                 self.assertNotRegex(shown, b"[^\r]\n", "a staircase")
-                end(terminal, process)
+                if isinstance(end, str):
+                    terminal.write(end.encode())
+                else:
+                    [driver] = childrenOf(process.pid)
+                    os.kill(driver, end)
                 self.assertEndsOnTerminal(process, **expected,
                                           whenEnded=lambda: self.assertEqual(termios.tcgetattr(slave), found))
 
     def testModesAreFoundAgainFromTheBackground(self):
         terminal, slave = self.openTerminal()
-        tty.setraw(slave)
-        found = termios.tcgetattr(slave)
+        found = prepare(slave, "raw")
         # Ctrl-Z gives the terminal back to the shell, for which a stopped child has the status 148.
         script = 'set -m\n"$@"\nkill %1\nkill -CONT %1\nwhile wait %1; s=$?; [ $s = 148 ]; do :; done 2>&-; (exit $s)'
         process = self.askOnTerminal(slave, "field", HOST, "", script=script)
-        readUntil(terminal, QUESTION)
+        readUntil(terminal, QUESTION.encode())
         terminal.write(b"\x1a")
         self.assertEndsOnTerminal(process, status=128 + signal.SIGTERM,
                                   whenEnded=lambda: self.assertEqual(termios.tcgetattr(slave), found))

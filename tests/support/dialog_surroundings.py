@@ -23,6 +23,7 @@ HOST = "host.example"
 E02 = b"queltoSSH(E02): Failed to create username dialog.\n"
 E03 = b"queltoSSH(E03): Failed to display username dialog.\n"
 C01 = b"queltoSSH(C01): Canceled.\n"
+CANCELLED = {"stderr": C01, "status": 255}
 
 # Leads the session of a terminal, as a login shell would, so that the terminal outlives the question. Prints the status
 # and then the rest of standard input.
@@ -110,12 +111,13 @@ class DialogTest(EndToEndTest):
         shutil.copytree(CONTENTS, self.contents, ignore=ignored)
         return f"{self.contents}/Tests/{os.path.basename(DRIVER)}"
 
-    def writeTable(self, table, **entries):
-        """A table of the language "xx" in the bundle copied last."""
+    def writeTables(self, **entries):
+        """The same tables of the language "xx" in the bundle copied last."""
         folder = self.contents + "/Resources/xx.lproj"
         os.makedirs(folder, exist_ok=True)
-        with open(f"{folder}/{table}.strings", "w") as file:
-            file.writelines(f'{key} = "{text}";' for key, text in entries.items())
+        for table in ("vantorSuiteSSH", "Localizable"):
+            with open(f"{folder}/{table}.strings", "w") as file:
+                file.writelines(f'{key} = "{text}";' for key, text in entries.items())
 
     def addDisplay(self):
         """Starts an X server without a window manager and returns it."""
@@ -136,6 +138,11 @@ class DialogTest(EndToEndTest):
         process = self.start(*words, program=program, **options)
         self.waitForWindow(process, focus)
         return process
+
+    def answerInWindow(self, words, keys, expected, **options):
+        process = self.askInWindow(*words, **options)
+        self.press(*keys)
+        self.assertEnds(process, **expected)
 
     def waitForWindow(self, process, focus="getwindowfocus"):
         """Waits until the window gets the keys and is drawn, and its program has nothing left to do."""
@@ -174,12 +181,8 @@ class DialogTest(EndToEndTest):
 
     def descriptors(self, pid):
         """The open descriptors of a process and their targets."""
-        folder = f"/proc/{pid}/fd/"
-        links = {}
-        for name in os.listdir(folder):
-            with contextlib.suppress(FileNotFoundError):
-                links[int(name)] = os.readlink(folder + name)
-        return links
+        links = {int(name): f"/proc/{pid}/fd/{name}" for name in os.listdir(f"/proc/{pid}/fd")}
+        return {fd: os.readlink(link) for fd, link in links.items()}
 
     def assertEnds(self, process, stdout=b"", stderr=b"", status=0, limit=LIMIT):
         result = process.communicate(timeout=limit)

@@ -25,12 +25,8 @@ LIMIT = 20
 # interpreter may have changed its own copy; the descriptors before anything is opened.
 RECORDER = r"""#!/usr/bin/python3 -IS
 import json, os, sys
-descriptors = {}
-for fd in os.listdir("/proc/self/fd"):
-    try:
-        descriptors[int(fd)] = os.readlink("/proc/self/fd/" + fd)
-    except FileNotFoundError:
-        pass  # the one that listed the folder
+links = [(fd, "/proc/self/fd/" + fd) for fd in os.listdir("/proc/self/fd")]
+descriptors = {fd: os.readlink(link) for fd, link in links if os.path.lexists(link)}  # not the one that listed them
 environment = open("/proc/self/environ", "rb").read().split(b"\0")[:-1]
 try:
     callersFiles = sorted({line.split()[-1] for line in open(f"/proc/{os.getppid()}/maps") if "/" in line})
