@@ -6,18 +6,16 @@ import plistlib
 import re
 import shutil
 import signal
-import subprocess
 import tempfile
 
 import gi
 
-from dialog_surroundings import (C01, CONTENTS, DRIVER, E02, E03, HOST, DialogTest, childrenOf, endService, hasEnded,
-                                 reapOthersThan, startService, waitUntil)
+from dialog_surroundings import (CANCELLED, CONTENTS, DRIVER, E02, E03, HOST, DialogTest, childrenOf, endService,
+                                 hasEnded, reapOthersThan, startService, waitUntil)
 from surroundings import LIMIT, TOOL, readUntil
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402 (its version comes first)
-
 
 # Draws nothing itself: by what is on the screen the tests know whether the dialog is drawn.
 WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
@@ -25,6 +23,12 @@ WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
 <keyboard><keybind key="A-F4"><action name="Close"/></keybind></keyboard>
 <applications><application class="*"><decor>no</decor></application></applications>
 </openbox_config>"""
+FIELD, ALERT = ("field", HOST, "bob"), ("alert",)
+YES, NO = {"stdout": b"true\n"}, {"stdout": b"false\n"}
+
+
+def answered(text):
+    return {"stdout": text.encode() + b"\n"}
 
 
 class Keys(DialogTest):
@@ -49,7 +53,7 @@ class Keys(DialogTest):
         # The buttons are the last thing in both directions, with the same margin.
         self.assertAlmostEqual(below, right, delta=2)
 
-    def testFieldIsAnswered(self):
+    def testField(self):
         self.addDisplay()
         for name, value, keys, answer in (
                 ("a name", "", (":alice", "Return"), "[alice] remember"),
@@ -66,89 +70,62 @@ class Keys(DialogTest):
                 ("a letter being composed is given up alone", "", ("ctrl+shift+u", ":e9", "Escape", ":bob", "Return"),
                  "[bob] remember")):
             with self.subTest(name):
-                process = self.askInWindow("field", HOST, value)
-                self.press(*keys)
-                self.assertEnds(process, answer.encode() + b"\n")
+                self.answerInWindow(("field", HOST, value), keys, answered(answer))
+
+    def testCancelAndAlert(self):
+        self.addDisplay()
+        for words, keys, expected in (
+                (FIELD, ("Tab", "Tab", "space"), CANCELLED), (FIELD, ("Tab", "Tab", "Return"), CANCELLED),
+                (FIELD, (":alice", "Escape"), CANCELLED), (FIELD, ("Tab", "Escape"), CANCELLED),
+                (ALERT, ("Return",), YES), (ALERT, ("Tab", "Return"), NO), (ALERT, ("Tab", "Tab", "space"), YES),
+                (ALERT, ("Escape",), NO), (ALERT, ("Tab", "Escape"), NO)):
+            with self.subTest(words, keys=keys):
+                self.answerInWindow(words, keys, expected)
 
     def testLongTextsFitOnTheScreen(self):
         self.addDisplay()
         driver, long, huge = self.copiedDriver(), "h" * 300, "x" * 65534  # the most that a field takes
         keys = ("field_ssh_username", "remember_ssh_username", "button_ok", "button_cancel")
         # More than a request may hold: a text with one such letter takes twice the space there.
-        self.writeTable("vantorSuiteSSH", **{key: key + "é" + huge * 50 for key in keys}, title_ssh_username=huge,
-                        message_ssh_username="%1$@" * 1000)
+        self.writeTables(**{key: key + "é" + huge * 50 for key in keys}, title_ssh_username=huge,
+                         message_ssh_username="%1$@" * 1000)
         for name, host, value, language in (("long", long, long, "en"), ("huge", huge, huge, "en"),
                                             ("words", "word " * 13000, "", "de"), ("texts", huge, huge, "xx")):
             with self.subTest(name):
                 process = self.askInWindow("field", host, value, program=driver, change={"AUTH_LANGUAGE": language})
                 self.assertFits()
                 self.press("Return")
-                self.assertEnds(process, f"[{value}] remember\n".encode())
+                self.assertEnds(process, **answered(f"[{value}] remember"))
 
-    def testWindowFitsItsTexts(self):
+    def testWindowFitsItsTextsAndShowsItsKind(self):
         self.addDisplay()
         for font, language in ((11, "de"), (11, "es"), (11, "ru"), (22, "ru")):
             self.write(".config/gtk-4.0/settings.ini", f"[Settings]\ngtk-font-name=Sans {font}\n")
-            for words in ("field", HOST, "bob"), ("alert",), ("alert", "new_rsa_key"):
+            for words, isBlue in (FIELD, True), (ALERT, False), (("alert", "new_rsa_key"), False):
                 with self.subTest(words, font=font, language=language):
                     process = self.askInWindow(*words, change={"AUTH_LANGUAGE": language})
                     self.assertFits()
+                    picture = self.pixels(24, 24, 64, 64)
+                    self.assertEqual(sum(picture[0::4]) > sum(picture[2::4]), isBlue)
                     self.press("Escape")
                     process.wait(LIMIT)
-
-    def testPictureTellsTheKind(self):
-        self.addDisplay()
-        for words, colour in (("field", HOST, ""), "blue"), (("alert",), "red"):
-            with self.subTest(words[0]):
-                process = self.askInWindow(*words)
-                area = self.pixels(24, 24, 64, 64)
-                self.assertEqual("blue" if sum(area[0::4]) > sum(area[2::4]) else "red", colour)
-                self.press("Escape")
-                process.wait(LIMIT)
-
-    def testFieldIsCancelled(self):
-        self.addDisplay()
-        for name, keys in (("the button", ("Tab", "Tab", "space")), ("the button by Enter", ("Tab", "Tab", "Return")),
-                           ("Escape", (":alice", "Escape")), ("Escape elsewhere", ("Tab", "Escape"))):
-            with self.subTest(name):
-                process = self.askInWindow("field", HOST, "bob")
-                self.press(*keys)
-                self.assertEnds(process, stderr=C01, status=255)
-
-    def testAlert(self):
-        self.addDisplay()
-        for name, keys, answer in (("Enter", ("Return",), b"true\n"), ("No", ("Tab", "Return"), b"false\n"),
-                                   ("Yes", ("Tab", "Tab", "space"), b"true\n"), ("Escape", ("Escape",), b"false\n"),
-                                   ("Escape elsewhere", ("Tab", "Escape"), b"false\n")):
-            with self.subTest(name):
-                process = self.askInWindow("alert")
-                self.press(*keys)
-                self.assertEnds(process, answer)
 
     def testKeysBeforeTheWindowStands(self):
         # Enter comes all the time. Whichever of them counts, the question was shown.
         self.addDisplay()
-        keys = subprocess.Popen(["setpriv", "--pdeathsig", "TERM",
-                                 "xdotool", "key", "--delay", "0", "--repeat", "1000000", "Return"],
-                                env=self.environment)
-        self.addCleanup(endService, keys)
+        self.startBeside("xdotool", "key", "--delay", "0", "--repeat", "1000000", "Return")
         for attempt in range(5):
             with self.subTest(attempt=attempt):
-                self.assertEnds(self.start("alert", program=DRIVER), b"true\n")
+                self.assertEnds(self.start("alert", program=DRIVER), **YES)
 
     def testWindowManagerCloses(self):
         self.addDisplay()
         self.write(".config/openbox/rc.xml", WINDOW_MANAGER)
-        manager = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", "openbox"], env=self.environment,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(endService, manager)
+        self.startBeside("openbox")
         waitUntil(lambda: self.xdotool("get_desktop").returncode == 0)
-        for name, words, expected in (("field", ("field", HOST, "bob"), {"stderr": C01, "status": 255}),
-                                      ("alert", ("alert",), {"stdout": b"false\n"})):
-            with self.subTest(name):
-                process = self.askInWindow(*words, focus="getactivewindow")
-                self.press("alt+F4")
-                self.assertEnds(process, **expected)
+        for words, expected in (FIELD, CANCELLED), (ALERT, NO):
+            with self.subTest(words[0]):
+                self.answerInWindow(words, ["alt+F4"], expected, focus="getactivewindow")
 
 
 class AssistiveTechnology(DialogTest):
@@ -192,14 +169,19 @@ class AssistiveTechnology(DialogTest):
                     return parts if [role for role, *_ in parts][-2:] == ["push button"] * 2 else None
         return waitUntil(find)
 
-    def windowAround(self, part):
-        while part.get_role_name() != "dialog":
-            part = part.get_parent()
-        return part
-
     def relations(self, part):
-        relations = part.get_relation_set()
-        return [(relation.get_relation_type(), relation.get_target(0).get_name()) for relation in relations]
+        return [(relation.get_relation_type(), relation.get_target(0).get_name()) for relation in part.get_relation_set()]
+
+    def assertIsDescribed(self, parts, first):
+        """The window is named, labelled and described by its texts, and so is the part that has the keys."""
+        window = first
+        while window.get_role_name() != "dialog":
+            window = window.get_parent()
+        described = Atspi.RelationType.DESCRIBED_BY, parts[1][1]
+        self.assertEqual(window.get_name(), "queltoSSH " + parts[0][1])
+        self.assertEqual(self.relations(window), [(Atspi.RelationType.LABELLED_BY, parts[0][1]), described])
+        self.assertIn(described, self.relations(first))
+        self.assertTrue(first.get_state_set().contains(Atspi.StateType.FOCUSED))
 
     def testLettersBeyondAscii(self):
         process = self.askInWindow("field", HOST, "")
@@ -215,11 +197,11 @@ class AssistiveTechnology(DialogTest):
         self.assertEnds(process, "[jürgen日本] remember\n".encode())
 
     def testLanguages(self):
-        for name, language, folder in (("none", "", "en"), ("German", "de", "de"), ("Japanese", "ja", "ja")):
-            with self.subTest(name):
+        for language, folder in ("", "en"), ("de", "de"), ("ja", "ja"):
+            with self.subTest(language):
                 with open(f"{CONTENTS}/Resources/{folder}.lproj/vantorSuiteSSH.strings", encoding="utf-8") as file:
                     text = dict(re.findall(r'^"(\w+)" = "(.*)";$', file.read(), re.MULTILINE))
-                process = self.askInWindow("field", HOST, "bob", change={"AUTH_LANGUAGE": language})
+                process = self.askInWindow(*FIELD, change={"AUTH_LANGUAGE": language})
                 parts = self.look(process)
                 self.assertEqual([part[:2] for part in parts], [
                     ("label", text["title_ssh_username"]),
@@ -232,63 +214,40 @@ class AssistiveTechnology(DialogTest):
                 self.assertTrue(checkBox.get_state_set().contains(Atspi.StateType.CHECKED))
                 runs = [Atspi.Text.get_attribute_run(part[2], 0, True)[0] for part in parts[:2]]
                 self.assertEqual([int(run["weight"]) for run in runs], [700, 400])
-                window = self.windowAround(field)
-                self.assertEqual(window.get_name(), "queltoSSH " + text["title_ssh_username"])
-                described = Atspi.RelationType.DESCRIBED_BY, parts[1][1]
-                self.assertEqual(self.relations(window), [(Atspi.RelationType.LABELLED_BY, parts[0][1]), described])
-                self.assertIn(described, self.relations(field))
+                self.assertIsDescribed(parts, field)
                 self.press("Escape")
                 self.assertEnds(process, status=255,
                                 stderr=f"queltoSSH(C01): {text['error_canceled']}\n".encode())
+        with self.subTest("alert"):
+            parts = self.look(self.askInWindow(*ALERT))
+            self.assertIsDescribed(parts, parts[-1][2])
 
-    def testAlert(self):
-        process = self.askInWindow("alert")
-        parts = self.look(process)
-        default = parts[-1][2]
-        self.assertTrue(default.get_state_set().contains(Atspi.StateType.FOCUSED))
-        self.assertIn((Atspi.RelationType.DESCRIBED_BY, parts[1][1]), self.relations(default))
-        self.assertEqual(self.windowAround(default).get_name(), "queltoSSH " + parts[0][1])
-        self.press("Escape")
-        self.assertEnds(process, b"false\n")
-
-    def testTitlesMayBeEmpty(self):
+    def testTextsAreShownAsTheyAre(self):
         driver = self.copiedDriver()
-        self.writeTable("vantorSuiteSSH", field_ssh_username="", remember_ssh_username="")
-        for keys, answer in (((":alice", "Return"), b"[alice] remember\n"),
-                             ((":alice", "Tab", "space", "Return"), b"[alice] forget\n")):
-            with self.subTest(answer):
-                process = self.askInWindow("field", HOST, "", program=driver, change={"AUTH_LANGUAGE": "xx"})
-                _, message, *parts = [part[:2] for part in self.look(process)]
-                self.assertEqual(parts[:2], [("text", message[1]), ("check box", message[1])])
-                self.press(*keys)
-                self.assertEnds(process, answer)
-
-    def testLineBreaksOfATableStandInHeaderAndMessage(self):
-        driver = self.copiedDriver()
-        self.writeTable("vantorSuiteSSH", message_ssh_username="one\\n%@", **dict.fromkeys(
-            ("title_ssh_username", "field_ssh_username", "remember_ssh_username", "button_cancel", "button_ok"),
-            "one\\ntwo"))
-        process = self.askInWindow("field", "a\nb", "", program=driver, change={"AUTH_LANGUAGE": "xx"})
-        header, message, *titles = [name for _, name, _ in self.look(process)]
-        self.assertEqual((header, message, *titles), ("one\ntwo", "one\na?b", *["one two"] * 5))
-
-    def testMessageIsPlainText(self):
-        for name, host, shown in (("markup", "<b>&amp;</b>", "<b>&amp;</b>"), ("broken markup", "<b>&", "<b>&"),
-                                  ("underscores", "_a__b", "_a__b"),
-                                  ("line ends and direction", "a\r\nb\u2028c\u202ed\u200f", "a??b?c?d?"),
-                                  ("not UTF-8", b"caf\xe9.\xff", "caf\ufffd.\ufffd")):
+        usual = {"field_ssh_username": "name", "remember_ssh_username": "box", "button_cancel": "no", "button_ok": "yes",
+                 "title_ssh_username": "title", "message_ssh_username": "%@"}
+        empty = {**usual, "field_ssh_username": "", "remember_ssh_username": ""}
+        broken = {**dict.fromkeys(usual, "one\\ntwo"), "message_ssh_username": "one\\n%@"}
+        around = ("title", "name", "name", "box", "no", "yes")
+        for name, texts, host, message, others in (
+                ("no titles", empty, HOST, HOST, ("title", HOST, HOST, "no", "yes")),
+                ("line breaks", broken, "a\nb", "one\na?b", ("one\ntwo", *["one two"] * 5)),
+                ("markup", usual, "<b>&amp;</b>", "<b>&amp;</b>", around), ("broken", usual, "<b>&", "<b>&", around),
+                ("underscores", usual, "_a__b", "_a__b", around),
+                ("line ends and direction", usual, "a\r\nb\u2028c\u202ed\u200f", "a??b?c?d?", around),
+                ("not UTF-8", usual, b"caf\xe9.\xff", "caf\ufffd.\ufffd", around)):
             with self.subTest(name):
-                process = self.askInWindow("field", host, "")
-                self.assertIn(f"'{shown}'", self.look(process)[1][1])
-                self.press("Escape")
-                self.assertEnds(process, stderr=C01, status=255)
-
-    def testTextSetFromOutsideIsOneLine(self):
-        process = self.askInWindow("field", HOST, "")
-        parts = self.look(process)
-        Atspi.EditableText.set_text_contents(parts[3][2], "al\nic\t\u2028\x1be\r\n")
-        Atspi.Action.do_action(parts[-1][2], 0)
-        self.assertEnds(process, b"[alice] remember\n")
+                self.writeTables(**texts)
+                process = self.askInWindow("field", host, "", program=driver, change={"AUTH_LANGUAGE": "xx"})
+                parts = self.look(process)
+                self.assertEqual([part[1] for part in parts], [others[0], message, *others[1:]])
+                if texts == empty:
+                    self.press(":alice", "Tab", "space")
+                # Set from outside, a text is one line.
+                else:
+                    Atspi.EditableText.set_text_contents(parts[-4][2], "al\nic\t\u2028\x1be\r\n")
+                Atspi.Action.do_action(parts[-1][2], 0)
+                self.assertEnds(process, **answered("[alice] " + ("forget" if texts == empty else "remember")))
 
 
 class Loss(DialogTest):
@@ -299,42 +258,35 @@ class Loss(DialogTest):
         def endDisplay(_, server):
             server.terminate()
 
-        field, alert = ("field", HOST, "bob"), ("alert",)
-        failed, denied = {"stderr": E03, "status": 255}, {"stdout": b"false\n"}
-        for name, words, lose, expected in (
-                ("field, the program is killed", field, killProgram, failed),
-                ("field, the display ends", field, endDisplay, failed),
-                ("alert, the program is killed", alert, killProgram, denied),
-                ("alert, the display ends", alert, endDisplay, denied)):
-            with self.subTest(name):
-                server = self.addDisplay()
-                process = self.askInWindow(*words)
-                lose(process, server)
-                self.assertEnds(process, **expected)
+        for words, expected in (FIELD, {"stderr": E03, "status": 255}), (ALERT, NO):
+            for lose in killProgram, endDisplay:
+                with self.subTest(words, lose=lose):
+                    server = self.addDisplay()
+                    process = self.askInWindow(*words)
+                    lose(process, server)
+                    self.assertEnds(process, **expected)
 
     def testWindowGoesWithTheTool(self):
         self.addDisplay()
         for number in (signal.SIGKILL, signal.SIGTERM):
             with self.subTest(number.name):
-                process = self.askInWindow("field", HOST, "bob")
+                process = self.askInWindow(*FIELD)
                 program = self.windowProgram(process)
                 process.send_signal(number)
                 self.assertEnds(process, status=-number)
                 self.assertTrue(hasEnded(program))
 
-    def testHungDisplay(self):
+    def testHungDisplayIsGivenUp(self):
         self.addDisplay().send_signal(signal.SIGSTOP)
-        with self.subTest("is given up"):
-            process = self.start("field", HOST, "bob", program=DRIVER)
-            program = self.windowProgram(process)
-            self.assertEnds(process, stderr=E02, status=255, limit=30)
-            self.assertTrue(hasEnded(program))
-        with self.subTest("does not keep the program when the tool is gone"):
-            process = self.start("field", HOST, "bob", program=DRIVER)
-            program = self.windowProgram(process)
-            waitUntil(lambda: any(link.startswith("socket:") for link in self.descriptors(program).values()))
-            process.kill()
-            self.assertTrue(hasEnded(program))
+        process = self.start(*FIELD, program=DRIVER)
+        program = self.windowProgram(process)
+        self.assertEnds(process, stderr=E02, status=255, limit=30)
+        self.assertTrue(hasEnded(program))
+        process = self.start(*FIELD, program=DRIVER)
+        program = self.windowProgram(process)
+        waitUntil(lambda: any(link.startswith("socket:") for link in self.descriptors(program).values()))
+        process.kill()
+        self.assertTrue(hasEnded(program), "the program stays when the tool is gone")
 
 
 class WithoutWindow(DialogTest):
@@ -351,12 +303,10 @@ class WithoutWindow(DialogTest):
                  {"DISPLAY": there})):
             with self.subTest(name):
                 # Well below the time limit for a display that hangs.
-                failed = self.start("field", HOST, "bob", program=program, change=change)
-                self.assertEnds(failed, stderr=E02, status=255, limit=8)
-                denied = self.start("alert", program=program, change=change)
-                self.assertEnds(denied, b"absent\n", limit=8)
+                for words, expected in (FIELD, {"stderr": E02, "status": 255}), (ALERT, {"stdout": b"absent\n"}):
+                    self.assertEnds(self.start(*words, program=program, change=change), **expected, limit=8)
                 terminal, slave = self.openTerminal()
-                process = self.askOnTerminal(slave, "field", HOST, "bob", program=program, change=change)
+                process = self.askOnTerminal(slave, *FIELD, program=program, change=change)
                 readUntil(terminal, b"[bob] ")
                 terminal.write(b"alice\nn\n")
                 self.assertEndsOnTerminal(process, b"[alice] forget\n")

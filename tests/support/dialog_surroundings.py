@@ -129,6 +129,12 @@ class DialogTest(EndToEndTest):
         self.environment.update(DISPLAY=":" + number, GTK_A11Y="none")
         return server
 
+    def startBeside(self, *words):
+        """Starts a program on the display that ends with the test."""
+        program = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *words], env=self.environment,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(endService, program)
+
     def xdotool(self, *words):
         return subprocess.run(["xdotool", *words], env=self.environment, stdout=subprocess.PIPE,
                               stderr=subprocess.DEVNULL, timeout=LIMIT)
@@ -181,8 +187,11 @@ class DialogTest(EndToEndTest):
 
     def descriptors(self, pid):
         """The open descriptors of a process and their targets."""
-        links = {int(name): f"/proc/{pid}/fd/{name}" for name in os.listdir(f"/proc/{pid}/fd")}
-        return {fd: os.readlink(link) for fd, link in links.items()}
+        links = {}
+        for name in os.listdir(f"/proc/{pid}/fd"):
+            with contextlib.suppress(FileNotFoundError):
+                links[int(name)] = os.readlink(f"/proc/{pid}/fd/{name}")
+        return links
 
     def assertEnds(self, process, stdout=b"", stderr=b"", status=0, limit=LIMIT):
         result = process.communicate(timeout=limit)
