@@ -56,19 +56,15 @@ def childrenOf(pid):
 
 def hasEnded(pid):
     """Waits until the process, our child or not, has ended; False when it does not end."""
-    try:
-        descriptor = os.pidfd_open(pid)
-    except ProcessLookupError:
-        return True
-    with open(descriptor) as process:
+    with contextlib.suppress(ProcessLookupError), open(os.pidfd_open(pid)) as process:
         return bool(select.select([process], [], [], LIMIT)[0])
+    return True
 
 
 def reapOthersThan(known):
     """Waits until all our other children have ended; one that is still running fails the test."""
     for pid in childrenOf(os.getpid()) - known:
-        if not hasEnded(pid):
-            raise AssertionError("something is still running")
+        assert hasEnded(pid), "something is still running"
         os.waitpid(pid, 0)
 
 

@@ -7,7 +7,7 @@
 #include "ui/dialogs.h"
 #include "ui/localized_strings.h"
 
-/// Asks one question as the tool does, and prints the answer: `dialog_driver field HOST VALUE` or
+/// Asks one question with the texts of the tool's, and prints the answer: `dialog_driver field HOST VALUE` or
 /// `dialog_driver alert [QUESTION]`, the question being "gen_rsa_key" or "new_rsa_key". The language comes
 /// from AUTH_LANGUAGE.
 int main(int argc, char** argv) {
@@ -18,39 +18,28 @@ int main(int argc, char** argv) {
   if (kind == "field" && argc == 4) {
     const ui::FieldAnswer answer = ui::showFieldDialog({.iconId = "prompt.png",
                                                         .titleId = "title_ssh_username",
-                                                        .titleDefault = "The SSH username is required",
                                                         .messageId = "message_ssh_username",
-                                                        .messageDefault = "Host '%@'",
                                                         .arguments = {argv[2]},
                                                         .fieldTitleId = "field_ssh_username",
-                                                        .fieldTitleDefault = "SSH username:",
                                                         .fieldValue = argv[3],
                                                         .checkRememberId = "remember_ssh_username",
-                                                        .checkRememberDefault = "Remember",
                                                         .buttonOKId = "button_ok",
-                                                        .buttonOKDefault = "OK",
                                                         .buttonCancelId = "button_cancel",
-                                                        .buttonCancelDefault = "Cancel",
                                                         .localizedTable = "vantorSuiteSSH",
                                                         .resourceUrl = resources});
     std::printf("[%s] %s\n", answer.text.c_str(), answer.remember ? "remember" : "forget");
     return 0;
   }
   const std::string question = argc > 2 ? argv[2] : "gen_rsa_key";
+  const auto print = [](std::optional<bool> yes) {
+    std::printf("%s\n", !yes ? "absent" : *yes ? "true" : "false");
+  };
   ui::showAlertDialog({.iconId = "warning.png",
                        .titleId = question + "_title",
-                       .titleDefault = "Failed to read the secure key pair",
                        .messageId = question + "_mesg",
-                       .messageDefault = "Do you want to generate a new secure key pair?",
-                       .arguments = {},
                        .buttonYesId = "button_yes",
-                       .buttonYesDefault = "Yes",
                        .buttonNoId = "button_no",
-                       .buttonNoDefault = "No",
                        .resourceUrl = resources,
-                       .table = "",
-                       .action = [](std::optional<bool> yes) {
-                         std::printf("%s\n", !yes ? "absent" : *yes ? "true" : "false");
-                       }});
+                       .action = print});
   return 0;
 }
