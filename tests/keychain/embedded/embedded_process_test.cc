@@ -100,19 +100,6 @@ int seeAll(ItemStore& store, int writer) {
   return 0;
 }
 
-TEST(EmbeddedProcesses, LoseNothingWhenSixteenWriteAndEightReadFromTheBeginning) {
-  const KeychainFolder folder;
-  std::vector<std::function<int()>> all;
-  for (int writer = 0; writer < 16; ++writer) {
-    all.emplace_back([&folder, writer] { return addAll(*folder.opened(), writer); });
-    if (writer % 2 == 0) all.emplace_back([&folder, writer] { return seeAll(*folder.opened(), writer); });
-  }
-  const std::vector<int> results = resultsOf(all);
-  EXPECT_EQ(std::ranges::count(results, 1), 1);
-  EXPECT_EQ(std::ranges::count(results, 0), 23);
-  for (int writer = 0; writer < 16; ++writer) EXPECT_EQ(seeAll(*folder.opened(), writer), 0);
-}
-
 TEST(EmbeddedProcesses, MakeOneWholePairWhenAllMakeTheSameAtOnce) {
   for (int round = 0; round < 30; ++round) {
     const KeychainFolder folder;
