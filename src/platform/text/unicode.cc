@@ -80,6 +80,11 @@ bool isCanonicallyEqual(std::string_view one, std::string_view other) {
          service->isCanonicallyEqual(one, other);
 }
 
+std::string canonicalForm(std::string_view text) {
+  const UnicodeService* service = isAscii(text) ? nullptr : serviceFor(text.size());
+  return service != nullptr && isValidUtf8(text) ? service->canonicalForm(text) : std::string(text);
+}
+
 std::string lowercased(std::string_view text) {
   const UnicodeService* service = isAscii(text) ? nullptr : serviceFor(text.size());
   if (service == nullptr) return asciiLowercased(text);

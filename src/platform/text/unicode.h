@@ -25,6 +25,10 @@ enum class ByteOrder { littleEndian, bigEndian };
 /// Whether the texts are canonically equivalent (Unicode standard, section 3.7).
 [[nodiscard]] bool isCanonicallyEqual(std::string_view one, std::string_view other);
 
+/// A text that is the same for all texts that `isCanonicallyEqual` calls equal, and for no other: the
+/// canonical decomposition (Unicode standard, D68) of well-formed UTF-8, the bytes themselves of other text.
+[[nodiscard]] std::string canonicalForm(std::string_view text);
+
 /// Full lower-case mapping, independent of language.
 [[nodiscard]] std::string lowercased(std::string_view text);
 

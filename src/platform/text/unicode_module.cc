@@ -7,6 +7,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <utility>
 
 #include "platform/text/unicode_service.h"
 
@@ -42,6 +44,15 @@ icu::StringPiece asPiece(std::string_view text) {
   return {text.data(), static_cast<std::int32_t>(text.size())};
 }
 
+/// Absent when ICU has no data.
+std::optional<icu::UnicodeString> decomposed(std::string_view text) {
+  UErrorCode status = U_ZERO_ERROR;
+  const icu::Normalizer2* normalizer = icu::Normalizer2::getNFDInstance(status);
+  if (U_FAILURE(status)) return std::nullopt;
+  icu::UnicodeString result = normalizer->normalize(icu::UnicodeString::fromUTF8(asPiece(text)), status);
+  return U_SUCCESS(status) ? std::optional(std::move(result)) : std::nullopt;
+}
+
 class IcuService final : public UnicodeService {
  public:
   [[nodiscard]] std::vector<std::size_t> characterBoundaries(std::string_view text) const override {
@@ -58,14 +69,14 @@ class IcuService final : public UnicodeService {
   }
 
   [[nodiscard]] bool isCanonicallyEqual(std::string_view one, std::string_view other) const override {
-    UErrorCode status = U_ZERO_ERROR;
-    const icu::Normalizer2* normalizer = icu::Normalizer2::getNFDInstance(status);
-    if (U_FAILURE(status)) return false;
-    const icu::UnicodeString first =
-        normalizer->normalize(icu::UnicodeString::fromUTF8(asPiece(one)), status);
-    const icu::UnicodeString second =
-        normalizer->normalize(icu::UnicodeString::fromUTF8(asPiece(other)), status);
-    return U_SUCCESS(status) && first == second;
+    const auto first = decomposed(one);
+    return first && first == decomposed(other);
+  }
+
+  [[nodiscard]] std::string canonicalForm(std::string_view text) const override {
+    const auto form = decomposed(text);
+    std::string result;
+    return form ? form->toUTF8String(result) : std::string(text);
   }
 
   [[nodiscard]] std::string lowercased(std::string_view text) const override {

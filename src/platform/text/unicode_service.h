@@ -7,8 +7,8 @@
 
 namespace quelto::platform {
 
-/// What the Unicode module answers; the contracts are those of unicode.h. `lowercased` takes valid UTF-8
-/// only, `isCanonicallyEqual` too. No call takes more than 2^31 - 1 bytes. Thread-safe.
+/// What the Unicode module answers; the contracts are those of unicode.h. All but `characterBoundaries` take
+/// valid UTF-8 only. No call takes more than 2^31 - 1 bytes. Thread-safe.
 class UnicodeService {
  public:
   UnicodeService() = default;
@@ -17,6 +17,7 @@ class UnicodeService {
 
   [[nodiscard]] virtual std::vector<std::size_t> characterBoundaries(std::string_view text) const = 0;
   [[nodiscard]] virtual bool isCanonicallyEqual(std::string_view one, std::string_view other) const = 0;
+  [[nodiscard]] virtual std::string canonicalForm(std::string_view text) const = 0;
   [[nodiscard]] virtual std::string lowercased(std::string_view text) const = 0;
   [[nodiscard]] virtual std::string utf8FromUtf16(std::u16string_view text) const = 0;
 
