@@ -7,6 +7,7 @@
 #include "platform/text/unicode.h"
 #include "platform/text/utf8.h"
 #include "platform/user/user.h"
+#include "util/lines.h"
 #include "util/strings.h"
 
 namespace quelto::launcher {
@@ -19,46 +20,6 @@ constexpr std::size_t maximumListSize = std::size_t{16} << 20;
 constexpr std::size_t maximumRecords = 1'000'000;
 
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-
-/// Whether a text without line feeds may hold another line end: a control character, or the lead byte of one
-/// of the three that are not ASCII. No early return, so that the compiler can vectorise the loop.
-bool mayHoldLineEnd(std::string_view text) {
-  bool found = false;
-  for (const char character : text) {
-    const auto byte = static_cast<unsigned char>(character);
-    found |= (byte <= '\r' && byte != '\t') || byte == 0xC2 || byte == 0xE2;
-  }
-  return found;
-}
-
-/// Calls `take` for each piece between line ends of any kind.
-template <typename Take>
-void forEachPiece(std::string_view text, Take take) {
-  std::size_t begin = 0;
-  for (std::size_t at = 0; at < text.size();) {
-    const platform::Scalar scalar = platform::scalarAt(text, at);
-    if (util::isNewline(scalar.value)) {
-      take(text.substr(begin, at - begin));
-      begin = at + scalar.length;
-    }
-    at += scalar.length;
-  }
-  take(text.substr(begin));
-}
-
-/// Calls `take` for each line, without its line end.
-template <typename Take>
-void forEachLine(std::string_view text, Take take) {
-  while (!text.empty()) {
-    const std::string_view line = text.substr(0, text.find('\n'));
-    text.remove_prefix(std::min(text.size(), line.size() + 1));
-    if (mayHoldLineEnd(line)) {
-      forEachPiece(line, take);
-    } else {
-      take(line);
-    }
-  }
-}
 
 /// Removes the first field from the line and returns it; empty when no field is left.
 std::string_view takeField(std::string_view& line) {
@@ -110,7 +71,7 @@ ServerList::ServerList(std::string text) : text_(std::move(text)) {
   const auto lines = static_cast<std::size_t>(std::ranges::count(rest, '\n')) + 1;
   records_.reserve(std::min(lines, maximumRecords));
   bool isTooLong = false;
-  forEachLine(rest, [&](std::string_view line) {
+  util::forEachLine(rest, [&](std::string_view line) {
     const auto server = isTooLong ? std::nullopt : SSHServer::fromId(line, made_);
     isTooLong = isTooLong || (server && records_.size() == maximumRecords);
     if (server && !isTooLong) records_.push_back(*server);
@@ -122,7 +83,8 @@ ServerList loadSSHServers() {
   const auto home = platform::homeFolder();
   if (!home) return ServerList("");
   const std::string path = *home + "/" + std::string(settingsFile);
-  return ServerList(platform::readTrustedFile(path, maximumListSize).value_or(""));
+  auto text = platform::readTrustedFile(path, maximumListSize);
+  return ServerList(text ? std::move(*text) : "");
 }
 
 }  // namespace quelto::launcher

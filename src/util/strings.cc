@@ -16,15 +16,18 @@ bool isSpaceSeparator(char32_t scalar) {
 
 bool isWhitespace(char32_t scalar) { return scalar == '\t' || isSpaceSeparator(scalar); }
 
-/// Strips the scalars that satisfy `strips` from both ends. Scans forward only: read backwards, ill-formed
-/// UTF-8 has no defined division into parts.
+/// Strips the scalars that satisfy `strips` from both ends. Scans what is not ASCII forward only: read
+/// backwards, ill-formed UTF-8 has no defined division into parts.
 template <typename Predicate>
 std::string_view trimScalars(std::string_view text, Predicate strips) {
-  const auto isKeptAscii = [&strips](char byte) {
-    const auto value = static_cast<unsigned char>(byte);
-    return value < 0x80 && !strips(value);
+  const auto isAscii = [](char byte) { return static_cast<unsigned char>(byte) < 0x80; };
+  const auto isStripped = [&](char byte) {
+    return isAscii(byte) && strips(static_cast<unsigned char>(byte));
   };
-  if (!text.empty() && isKeptAscii(text.front()) && isKeptAscii(text.back())) return text;
+  // An ASCII byte is never part of another scalar, or of an ill-formed part.
+  while (!text.empty() && isStripped(text.front())) text.remove_prefix(1);
+  while (!text.empty() && isStripped(text.back())) text.remove_suffix(1);
+  if (text.empty() || (isAscii(text.front()) && isAscii(text.back()))) return text;
   std::size_t begin = text.size();
   std::size_t end = text.size();
   for (std::size_t at = 0; at < text.size();) {
@@ -82,7 +85,12 @@ bool isNewline(char32_t scalar) {
 bool isWhitespaceOrNewline(char32_t scalar) { return isWhitespace(scalar) || isNewline(scalar); }
 
 std::string_view trim(std::string_view text, Characters trimCharacters) {
-  if (trimCharacters.size() == 0) return trimScalars(text, isWhitespaceOrNewline);
+  if (trimCharacters.size() == 0) {
+    // Nearly every end of a text is told by the first comparison.
+    constexpr auto isGraphicAscii = [](char32_t scalar) { return scalar > ' ' && scalar < 0x7F; };
+    return trimScalars(
+        text, [&](char32_t scalar) { return !isGraphicAscii(scalar) && isWhitespaceOrNewline(scalar); });
+  }
   const std::u32string scalars = scalarsOf(trimCharacters);
   return trimScalars(text, [&](char32_t scalar) { return scalars.find(scalar) != std::u32string::npos; });
 }
