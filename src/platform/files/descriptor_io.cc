@@ -41,22 +41,22 @@ std::optional<std::size_t> readFully(int fd, std::span<char> buffer) {
   return length;
 }
 
-std::optional<std::string> readUntilEnd(int fd, std::size_t expectedSize, std::size_t maximumSize) {
-  if (expectedSize > maximumSize) return std::nullopt;
+FileResult<std::string> readUntilEnd(int fd, std::size_t expectedSize, std::size_t maximumSize) {
+  if (expectedSize > maximumSize) return FileError::tooLarge;
   std::string content;
   std::size_t length = 0;
   // One byte more than expected, so that the end is seen without growing the buffer.
   for (std::size_t size = expectedSize; length <= maximumSize; size = std::min(length * 2, maximumSize)) {
     content.resize(size + 1);
     const auto count = readFully(fd, std::span(content).subspan(length));
-    if (!count) return std::nullopt;
+    if (!count) return FileError::failed;
     length += *count;
     if (length < content.size()) {
       content.resize(length);
       return content;
     }
   }
-  return std::nullopt;
+  return FileError::tooLarge;
 }
 
 std::optional<std::size_t> writeSome(int fd, std::string_view bytes) {

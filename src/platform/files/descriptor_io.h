@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/files/file_result.h"
 #include "platform/threads/deadline.h"
 
 struct pollfd;
@@ -21,10 +22,9 @@ namespace quelto::platform {
 /// Reads until the buffer is full or the input ends and returns how many bytes came; absent on an error.
 [[nodiscard]] std::optional<std::size_t> readFully(int fd, std::span<char> buffer);
 
-/// Reads until the input ends. Absent on an error, and when there are more than `maximumSize` bytes.
+/// Reads until the input ends. Failed; or tooLarge, when there are more than `maximumSize` bytes.
 /// `expectedSize` only saves memory when it is right.
-[[nodiscard]] std::optional<std::string> readUntilEnd(int fd, std::size_t expectedSize,
-                                                      std::size_t maximumSize);
+FileResult<std::string> readUntilEnd(int fd, std::size_t expectedSize, std::size_t maximumSize);
 
 /// Writes once and returns how many bytes were taken; absent on an error, as for `readSome`.
 [[nodiscard]] std::optional<std::size_t> writeSome(int fd, std::string_view bytes);

@@ -82,10 +82,14 @@ TEST(DescriptorIo, ReadsToTheEndWithinTheLimit) {
     ASSERT_TRUE(writeAll(pipe.writeEnd.get(), content.substr(0, row.written)));
     pipe.writeEnd.reset();
     const auto read = readUntilEnd(pipe.readEnd.get(), row.expected, row.limit);
-    EXPECT_EQ(read, row.isRead ? std::optional(content.substr(0, row.written)) : std::nullopt)
-        << row.written << " of " << row.limit;
+    ASSERT_EQ(static_cast<bool>(read), row.isRead) << row.written << " of " << row.limit;
+    if (row.isRead) {
+      EXPECT_EQ(*read, content.substr(0, row.written)) << row.written << " of " << row.limit;
+    } else {
+      EXPECT_EQ(read.error(), FileError::tooLarge) << row.written << " of " << row.limit;
+    }
   }
-  EXPECT_EQ(readUntilEnd(-1, 10, 10), std::nullopt);
+  EXPECT_EQ(readUntilEnd(-1, 10, 10).error(), FileError::failed);
 }
 
 }  // namespace

@@ -30,7 +30,9 @@ TEST(TrustedFile, IsRefusedWhenSomebodyElseCouldHaveWrittenIt) {
     if (::geteuid() != 0 && row.owner != ::geteuid()) continue;  // only root can give a file away
     ASSERT_EQ(::chown(path.c_str(), row.owner, static_cast<gid_t>(-1)), 0);
     ASSERT_EQ(::chmod(path.c_str(), row.mode), 0);
-    EXPECT_EQ(readTrustedFile(path, limit).has_value(), row.isRead) << row.name;
+    const auto content = readTrustedFile(path, limit);
+    EXPECT_EQ(static_cast<bool>(content), row.isRead) << row.name;
+    EXPECT_TRUE(row.isRead || content.error() == FileError::refused) << row.name;
     EXPECT_EQ(readFile(path, limit), "content") << row.name;
   }
 }
@@ -39,14 +41,24 @@ TEST(File, IsReadWholeOrNotAtAll) {
   const test::TemporaryFolder folder;
   ASSERT_EQ(::mkfifo(folder.path("fifo").c_str(), 0600), 0);
   EXPECT_EQ(readFile(folder.write("full", std::string(limit, 'x')), limit), std::string(limit, 'x'));
-  EXPECT_EQ(readFile(folder.write("long", std::string(limit + 1, 'x')), limit), std::nullopt);
   EXPECT_EQ(readFile(folder.write("empty", ""), limit), "");
   EXPECT_EQ(readFile("/proc/self/comm", limit), "platform_test\n") << "a file that does not know its size";
-  EXPECT_EQ(readFile("/proc/self/status", limit), std::nullopt);
-  EXPECT_EQ(readFile(folder.path(), limit), std::nullopt);
-  EXPECT_EQ(readFile(folder.path("missing"), limit), std::nullopt);
-  EXPECT_EQ(readFile(folder.path("fifo"), limit), std::nullopt);
-  EXPECT_EQ(readFile("/dev/zero", limit), std::nullopt);
+  const std::pair<std::string, FileError> unreadable[] = {
+      {folder.path("missing"), FileError::absent},
+      {"", FileError::absent},
+      {{"/tmp\0", 5}, FileError::refused},
+      {"/proc/self/comm/x", FileError::refused},
+      {folder.path(), FileError::refused},
+      {folder.path("fifo"), FileError::refused},
+      {"/dev/zero", FileError::refused},
+      {folder.write("long", std::string(limit + 1, 'x')), FileError::tooLarge},
+      {"/proc/self/status", FileError::tooLarge},
+      {"/proc/self/mem", FileError::failed},
+  };
+  for (const auto& [path, error] : unreadable) {
+    EXPECT_EQ(readFile(path, limit), std::nullopt) << path;
+    EXPECT_EQ(readTrustedFile(path, limit).error(), error) << path;
+  }
 }
 
 }  // namespace
