@@ -23,6 +23,13 @@ bool isPrivateFile(const struct stat& status) {
   return S_ISREG(status.st_mode) && isOurs(status) && hasMode(status, S_IRUSR | S_IWUSR);
 }
 
+bool isOwnFile(const struct stat& status) { return S_ISREG(status.st_mode) && isOurs(status); }
+
+bool isOwnLink(const struct stat& status) {
+  // SECURITY: whoever else could make a link that we follow would choose which of our files we overwrite.
+  return S_ISLNK(status.st_mode) && isOurs(status);
+}
+
 bool isWrittenByUsAlone(const struct stat& status) {
   // SECURITY: whoever else can write to a runtime folder could put a socket there and be given our secrets.
   return S_ISDIR(status.st_mode) && isOurs(status) && (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;

@@ -11,6 +11,12 @@ namespace quelto::platform {
 /// A regular file of ours with mode 0600.
 [[nodiscard]] bool isPrivateFile(const struct stat& status);
 
+/// A regular file of ours, whatever its mode.
+[[nodiscard]] bool isOwnFile(const struct stat& status);
+
+/// A symbolic link of ours.
+[[nodiscard]] bool isOwnLink(const struct stat& status);
+
 /// A folder of ours that neither its group nor others may write to.
 [[nodiscard]] bool isWrittenByUsAlone(const struct stat& status);
 

@@ -6,32 +6,50 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 
 #include "platform/files/descriptor_io.h"
+#include "platform/files/ownership.h"
 
 namespace quelto::platform {
 namespace {
 
-constexpr mode_t fileMode = 0600;
+constexpr mode_t fileMode = S_IRUSR | S_IWUSR;
+constexpr time_t secondsUntilAbandoned = 3600;
+
+constexpr std::string_view hexadecimalDigits = "0123456789abcdef";
+constexpr std::size_t randomBytes = 8;
+
+std::string temporaryPrefix(const std::string& name) { return name + ".new-"; }
 
 /// Empty without randomness.
 std::string temporaryNameFor(const std::string& name) {
-  std::array<unsigned char, 8> random{};
+  std::array<unsigned char, randomBytes> random{};
   if (::getentropy(random.data(), random.size()) != 0) return "";
-  std::string result = name + ".new-";
+  std::string result = temporaryPrefix(name);
   for (const unsigned char byte : random) {
-    result += "0123456789abcdef"[byte >> 4U];
-    result += "0123456789abcdef"[byte & 15U];
+    result += hexadecimalDigits[byte >> 4U];
+    result += hexadecimalDigits[byte & 15U];
   }
   return result;
 }
+
+bool isTemporaryNameFor(const std::string& name, std::string_view candidate) {
+  const std::string prefix = temporaryPrefix(name);
+  return candidate.size() == prefix.size() + 2 * randomBytes && candidate.starts_with(prefix) &&
+         candidate.find_first_not_of(hexadecimalDigits, prefix.size()) == std::string_view::npos;
+}
+
+/// Some file systems cannot bring a folder to the disk by itself, and say so.
+bool folderReachesDisk(int folder) { return ::fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP; }
 
 }  // namespace
 
 TemporaryFile::TemporaryFile(int folder, std::string name)
     : folder_(folder), name_(std::move(name)), temporaryName_(temporaryNameFor(name_)) {
   constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+  // SECURITY: with a looser mode others could open the file before it is narrowed, and read all that follows.
   if (!temporaryName_.empty()) file_ = UniqueFd(::openat(folder_, temporaryName_.c_str(), flags, fileMode));
 }
 
@@ -44,16 +62,55 @@ void TemporaryFile::removeName() {
 
 bool TemporaryFile::write(std::string_view content) {
   // The umask has narrowed the mode that open was given.
-  return file_ && ::fchmod(file_.get(), fileMode) == 0 && writeAll(file_.get(), content) &&
-         ::fsync(file_.get()) == 0;
+  return file_ && ::fchmod(file_.get(), fileMode) == 0 && writeAll(file_.get(), content);
 }
 
 bool TemporaryFile::publish() {
+  if (!reachesDisk()) return false;
+  removeAbandoned();
   // A rename that replaces nothing is unknown to NFS; what has no hard links has no modes either.
   const bool isThere =
       ::linkat(folder_, temporaryName_.c_str(), folder_, name_.c_str(), 0) == 0 || errno == EEXIST;
   removeName();
-  return isThere && ::fsync(folder_) == 0;
+  return isThere && folderReachesDisk(folder_);
+}
+
+bool TemporaryFile::replace() {
+  const auto mode = modeAsReplacement();
+  if (!mode || ::fchmod(file_.get(), *mode) != 0 || !reachesDisk()) return false;
+  removeAbandoned();
+  if (::renameat(folder_, temporaryName_.c_str(), folder_, name_.c_str()) != 0) return false;
+  file_.reset();
+  return folderReachesDisk(folder_);
+}
+
+bool TemporaryFile::reachesDisk() const { return ::fsync(file_.get()) == 0; }
+
+/// Absent when what has the name may not be replaced.
+std::optional<mode_t> TemporaryFile::modeAsReplacement() const {
+  struct stat status {};
+  if (::fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
+    return errno == ENOENT ? std::optional(fileMode) : std::nullopt;
+  }
+  // SECURITY: a looser mode, once given by accident, would be passed on to every later content.
+  return isOwnFile(status) ? std::optional(status.st_mode & fileMode) : std::nullopt;
+}
+
+/// An hour by the file system's clock, not by ours. Whoever is removed by mistake, having been stopped for so
+/// long, finds its name gone and fails.
+void TemporaryFile::removeAbandoned() const {
+  struct stat mine {};
+  if (::fstat(file_.get(), &mine) != 0) return;
+  std::error_code error;
+  std::filesystem::directory_iterator entry("/proc/self/fd/" + std::to_string(folder_), error);
+  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    struct stat status {};
+    const bool isAbandoned = isTemporaryNameFor(name_, name) &&
+                             ::fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&
+                             isOwnFile(status) && status.st_mtime + secondsUntilAbandoned <= mine.st_mtime;
+    if (isAbandoned) ::unlinkat(folder_, name.c_str(), 0);
+  }
 }
 
 }  // namespace quelto::platform

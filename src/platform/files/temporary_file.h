@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -8,8 +11,9 @@
 namespace quelto::platform {
 
 /// A new file under a name of its own, beside the one that it is to become, so that nobody ever sees a file
-/// that is half written. Mode 0600 under any umask. The destructor removes the name; a process that is killed
-/// first leaves it behind. One thread.
+/// that is half written. Mode 0600 under any umask. The destructor removes the name. A process that is killed
+/// first leaves the file behind; whoever next writes the same file an hour or more later removes it. One
+/// thread.
 class TemporaryFile {
  public:
   /// Makes the file that is to become `name`, as "name.new-" and 16 random hexadecimal digits. The folder's
@@ -19,14 +23,24 @@ class TemporaryFile {
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
 
-  /// Writes the content and brings it to the disk; false when that fails, or the file could not be made.
+  /// Writes the content; false when that fails, or the file could not be made.
   [[nodiscard]] bool write(std::string_view content);
 
   /// Gives the file its name, unless another file has it: of several processes exactly one succeeds, and the
-  /// others find that one's. The name survives a loss of power when this returns true; false on a failure.
+  /// others find that one's. What has the name then is whole, and survives a loss of power when this returns
+  /// true. False on a failure.
   [[nodiscard]] bool publish();
 
+  /// Gives the file its name in one step, also when another file has it: everyone finds the one or the other.
+  /// The new file keeps of the old one's mode what is within 0600. False, and nothing has changed, on a
+  /// failure or when anything but a regular file of the effective user has the name. False also when the file
+  /// has its name but may lose it with the power.
+  [[nodiscard]] bool replace();
+
  private:
+  [[nodiscard]] std::optional<mode_t> modeAsReplacement() const;
+  [[nodiscard]] bool reachesDisk() const;
+  void removeAbandoned() const;
   void removeName();
 
   int folder_;
