@@ -21,6 +21,7 @@ ROOMS = {
     "platform/resources": ("platform/text", "platform/user"),
     "platform/dialog": ("platform/children", "platform/resources"),
     "util": ("platform/crypto", "platform/resources"),
+    "ini": ("util",),
     "ui": ("platform/dialog", "util"),
     "keychain": ("platform/crypto", "platform/text", "platform/user"),
     "keychain/embedded": ("keychain",),

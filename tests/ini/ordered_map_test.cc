@@ -1,0 +1,65 @@
+#include "ini/ordered_map.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace quelto::ini {
+namespace {
+
+using Map = OrderedMap<int>;
+using Model = std::vector<std::pair<std::string, int>>;
+
+Model entriesOf(const Map& map) {
+  Model entries;
+  for (const auto& [name, value] : map) entries.emplace_back(name, value);
+  return entries;
+}
+
+TEST(OrderedMap, DoesWhatAListWouldDo) {
+  std::minstd_rand random(1);
+  for (const unsigned names : {3U, 40U, 3000U}) {
+    Map map;
+    Model model;
+    for (int step = 0; step < 4000; ++step) {
+      const std::string name = "name" + std::to_string(random() % names);
+      const auto known = std::ranges::find(model, name, &Model::value_type::first);
+      ASSERT_EQ(map.find(name) != nullptr, known != model.end());
+      if (random() % 3 != 0) {
+        map[name] = step;
+        if (known == model.end()) {
+          model.emplace_back(name, step);
+        } else {
+          known->second = step;
+        }
+      } else if (random() % 100 == 0) {
+        const auto isOdd = [](int value) { return value % 2 == 1; };
+        const std::size_t erased = map.eraseIf([&](const Map::Entry& entry) { return isOdd(entry.value); });
+        EXPECT_EQ(erased, std::erase_if(model, [&](const auto& entry) { return isOdd(entry.second); }));
+      } else {
+        EXPECT_EQ(map.erase(name), known != model.end());
+        if (known != model.end()) model.erase(known);
+      }
+    }
+    EXPECT_EQ(entriesOf(map), model) << names << " names";
+  }
+}
+
+TEST(OrderedMap, NamesAreTheSameWhenCanonicallyEquivalent) {
+  Map map;
+  map["e\u0301"] = 1;
+  map["\u00E9"] = 2;
+  map["\u212A"] = 3;  // the Kelvin sign
+  map["K"] = 4;
+  map["\xFF"] = 5;
+  map["\xFE"] = 6;
+  EXPECT_EQ(entriesOf(map), (Model{{"e\u0301", 2}, {"\u212A", 4}, {"\xFF", 5}, {"\xFE", 6}}));
+  EXPECT_TRUE(map.erase("\u00E9"));
+  EXPECT_EQ(map.find("e\u0301"), nullptr);
+  EXPECT_EQ(*map.find("K"), 4);
+}
+
+}  // namespace
+}  // namespace quelto::ini
