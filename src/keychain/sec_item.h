@@ -31,7 +31,7 @@ namespace quelto::keychain {
 [[nodiscard]] OSStatus SecItemUpdate(const SecDictionary& query, const SecDictionary& changes);
 
 /// Deletes the first item that the query means. The query must say `kSecMatchLimitOne`. A key is deleted only
-/// where a new one could be made: `errSecNotAvailable` without the RSA module.
+/// where a new one could be made: `errSecNotAvailable` without the crypto module.
 [[nodiscard]] OSStatus SecItemDelete(const SecDictionary& query);
 
 /// A program that an access list names; made from the path of a file that exists, else `errSecParam`.

@@ -5,23 +5,22 @@
 
 #include "keychain/item_dictionary.h"
 #include "keychain/item_place.h"
-#include "platform/crypto/rsa.h"
-#include "platform/crypto/rsa_service.h"
+#include "platform/crypto/crypto_service.h"
 
 namespace quelto::keychain {
 
-using platform::RsaService;
+using platform::RsaHalf;
 
 SecKeyRef SecKey::open(Half half, const platform::Secret& der) {
   if (!canUseKeys()) return nullptr;
   const std::shared_ptr<SecKey> key(new SecKey);
   if (half == Half::privateKey) key->coreDumpsOff_.emplace();
-  key->rsaKey_ = platform::rsa()->open(
-      half == Half::privateKey ? RsaService::Half::privateKey : RsaService::Half::publicKey, der.view());
+  key->rsaKey_ = platform::crypto()->openRsaKey(
+      half == Half::privateKey ? RsaHalf::privateKey : RsaHalf::publicKey, der.view());
   return key->rsaKey_ != nullptr ? key : nullptr;
 }
 
-bool canUseKeys() { return platform::rsa() != nullptr; }
+bool canUseKeys() { return platform::crypto() != nullptr; }
 
 SecKeyRef SecKeyCreateRandomKey(const SecDictionary& attributes, OSStatus& error) {
   auto asked = newKeyPairOf(attributes);
@@ -30,7 +29,7 @@ SecKeyRef SecKeyCreateRandomKey(const SecDictionary& attributes, OSStatus& error
   error = errSecNotAvailable;
   if (!canUseKeys()) return nullptr;
   const platform::CoreDumpsOff whileItIsMade;
-  auto pair = platform::rsa()->generate(asked->bits);
+  auto pair = platform::crypto()->generateRsaKeyPair(asked->bits);
   error = errSecParam;
   if (!pair) return nullptr;
   asked->privateKey.secret = std::move(pair->privateKey);

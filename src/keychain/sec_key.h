@@ -22,7 +22,8 @@ class SecKey {
  public:
   enum class Half { publicKey, privateKey };
 
-  /// Reads a half in DER, as the keychain stores it; null when it is not one, or the RSA module is missing.
+  /// Reads a half in DER, as the keychain stores it; null when it is not one, or the crypto module is
+  /// missing.
   [[nodiscard]] static SecKeyRef open(Half half, const platform::Secret& der);
 
   [[nodiscard]] const platform::RsaKey& rsaKey() const { return *rsaKey_; }
@@ -34,15 +35,15 @@ class SecKey {
   std::shared_ptr<const platform::RsaKey> rsaKey_;
 };
 
-/// Whether keys can be made and used here: the RSA module is installed.
+/// Whether keys can be made and used here: the crypto module is installed.
 [[nodiscard]] bool canUseKeys();
 
 /// Makes a pair and keeps both halves in the keychain or neither, as `ItemStore::add` does. The attributes
 /// are those of the pair (`kSecClassKey`, `kSecAttrKeyTypeRSA`, `kSecAttrKeySizeInBits`, ...), with those of
 /// the halves under `kSecPrivateKeyAttrs` and `kSecPublicKeyAttrs`; both must be permanent. Returns the
 /// private half, or null with the reason in `error`: `errSecDuplicateItem` when there is a key of the same
-/// tag, class, type and size, `errSecNotAvailable` without the RSA module, `errSecParam` for attributes or a
-/// size that are refused.
+/// tag, class, type and size, `errSecNotAvailable` without the crypto module, `errSecParam` for attributes or
+/// a size that are refused.
 [[nodiscard]] SecKeyRef SecKeyCreateRandomKey(const SecDictionary& attributes, OSStatus& error);
 
 /// The bytes of the modulus.

@@ -11,6 +11,8 @@
 #include <future>
 
 #include "keychain/sec_item.h"
+#include "platform/crypto/base64.h"
+#include "platform/crypto/digest.h"
 #include "tests/support/sessions.h"
 
 namespace quelto::keychain {
@@ -92,6 +94,7 @@ TEST_P(SecKeys, PairIsMadeFoundUsedAndDeleted) {
     ASSERT_TRUE(back);
     EXPECT_EQ(back->view(), text);
     EXPECT_FALSE(SecKeyCreateDecryptedData(*publicKey, kSecKeyAlgorithmRSAEncryptionPKCS1, block->view()));
+    EXPECT_FALSE(SecKeyCreateEncryptedData(*privateKey, kSecKeyAlgorithmRSAEncryptionPKCS1, text));
     std::string altered(block->view());
     altered.back() = static_cast<char>(altered.back() ^ 1);
     EXPECT_FALSE(SecKeyCreateDecryptedData(*privateKey, kSecKeyAlgorithmRSAEncryptionPKCS1, altered));
@@ -146,11 +149,11 @@ TEST(PrivateKeys, AreInNoCoreFileWhileTheyComeAndGo) {
   }
 }
 
-/// Tells this program that it runs in a bundle without the RSA module.
-constexpr const char* isWithoutRsa = "QUELTO_TEST_IS_WITHOUT_RSA";
+/// Tells this program that it runs in a bundle without the crypto module.
+constexpr const char* isWithoutCrypto = "QUELTO_TEST_IS_WITHOUT_CRYPTO";
 
-/// A bundle in the folder with this program and all its modules but the one for RSA.
-std::string programWithoutRsa(const std::string& folder) {
+/// A bundle in the folder with this program and all its modules but that one.
+std::string programWithoutCrypto(const std::string& folder) {
   namespace fs = std::filesystem;
   const fs::path program = fs::read_symlink("/proc/self/exe");
   const fs::path contents = fs::path(folder) / "Contents";
@@ -158,7 +161,7 @@ std::string programWithoutRsa(const std::string& folder) {
   fs::create_directories(contents / "PlugIns");
   for (const auto& module : fs::directory_iterator(program.parent_path().parent_path() / "PlugIns")) {
     const fs::path name = module.path().filename();
-    if (name != "libquelto_rsa.so") fs::create_symlink(module.path(), contents / "PlugIns" / name);
+    if (name != "libquelto_crypto.so") fs::create_symlink(module.path(), contents / "PlugIns" / name);
   }
   fs::copy_file(program, contents / "Tests" / program.filename());
   return (contents / "Tests" / program.filename()).string();
@@ -166,16 +169,17 @@ std::string programWithoutRsa(const std::string& folder) {
 
 TEST(SecKeyDeletion, IsRefusedWhereNoNewPairCanBeMade) {
   OSStatus error = errSecIO;
-  if (std::getenv(isWithoutRsa) != nullptr) {
+  if (std::getenv(isWithoutCrypto) != nullptr) {
     EXPECT_EQ(deleteKey(kSecAttrKeyClassPrivate), errSecNotAvailable);
     EXPECT_EQ(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
     EXPECT_EQ(error, errSecNotAvailable);
+    EXPECT_FALSE(platform::sha256("") || platform::base64("x") || platform::bytesOfBase64("eA=="));
     return;
   }
   User user(Session::server);
   ASSERT_NE(SecKeyCreateRandomKey(pairOf(2048), error), nullptr);
-  user.around().set(isWithoutRsa, "1");
-  const auto printed = test::shell(programWithoutRsa(user.around().path("bundle")) +
+  user.around().set(isWithoutCrypto, "1");
+  const auto printed = test::shell(programWithoutCrypto(user.around().path("bundle")) +
                                    " --gtest_filter=SecKeyDeletion.IsRefusedWhereNoNewPairCanBeMade");
   EXPECT_EQ(printed.status, 0) << printed.text;
   EXPECT_NE(find(kSecAttrKeyClassPrivate), nullptr);
