@@ -1,0 +1,257 @@
+#include "securefile/rsa_keys.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "keychain/item_place.h"
+#include "keychain/sec_item.h"
+#include "keychain/sec_key.h"
+#include "platform/crypto/base64.h"
+#include "tests/support/sessions.h"
+
+namespace quelto::securefile {
+namespace {
+
+using keychain::Attributes;
+using keychain::OSStatus;
+using keychain::SecKeyRef;
+using platform::Base64Lines;
+using platform::Secret;
+using test::Session;
+using test::User;
+using testing::IsSupersetOf;
+using testing::Pair;
+
+const std::string identify = "org.example";
+
+NewRSAKeyPair newPair(std::int64_t keySize = 2048, std::vector<std::string> trustedAppPaths = {}) {
+  return {.keySize = keySize,
+          .identify = identify,
+          .label = "The pair",
+          .accessName = "Those that may",
+          .trustedAppPaths = std::move(trustedAppPaths)};
+}
+
+RSAKeySearch privateHalf(std::int64_t keySize = 2048) {
+  return {.keySize = keySize, .isPrivate = true, .identify = identify, .label = std::nullopt};
+}
+RSAKeySearch publicHalf() {
+  return {.keySize = 2048, .isPrivate = false, .identify = identify, .label = std::nullopt};
+}
+
+OSStatus statusOf(const RSAKeySearch& search) {
+  OSStatus error = keychain::errSecParam;
+  const SecKeyRef key = getRSAKeyFromKeychain(search, error);
+  EXPECT_EQ(key != nullptr, error == keychain::errSecSuccess);
+  return error;
+}
+
+SecKeyRef found(const RSAKeySearch& search) {
+  OSStatus error = keychain::errSecParam;
+  return getRSAKeyFromKeychain(search, error);
+}
+
+keychain::ItemStore& store() { return *keychain::settledStore().store; }
+
+keychain::ItemMatch halvesOf(const std::string& keyClass) {
+  return {.itemClass = keychain::ItemClass::key, .attributes = {{"keyclass", keyClass}}};
+}
+
+/// Adds a half with the tag of the stored one, as another program may.
+void addHalfOfAnotherSize(const std::string& keyClass) {
+  keychain::Item item;
+  ASSERT_EQ(store().find(halvesOf(keyClass), keychain::ItemStore::Want::attributesAndSecret, item),
+            keychain::errSecSuccess);
+  item.attributes["bits"] = "1024";
+  ASSERT_EQ(store().add({&item, 1}), keychain::errSecSuccess);
+}
+
+/// The attributes of the stored halves, which are gone then.
+std::vector<Attributes> takenHalves(const std::string& keyClass) {
+  std::vector<Attributes> halves;
+  keychain::Item item;
+  while (store().find(halvesOf(keyClass), keychain::ItemStore::Want::attributes, item) ==
+         keychain::errSecSuccess) {
+    halves.push_back(item.attributes);
+    EXPECT_EQ(store().remove(halvesOf(keyClass)), keychain::errSecSuccess);
+  }
+  return halves;
+}
+
+std::string base64(std::string_view bytes) { return platform::base64(bytes).value_or("(no module)"); }
+
+std::string plaintextOf(std::string_view source, const SecKeyRef& privateKey) {
+  const auto plaintext = rsaDecryptData(source, *privateKey);
+  return plaintext ? std::string(plaintext->view()) : "(absent)";
+}
+
+class RSAKeys : public testing::TestWithParam<Session> {
+ protected:
+  User user_{GetParam()};
+};
+INSTANTIATE_TEST_SUITE_P(In, RSAKeys, testing::ValuesIn(test::allSessions),
+                         testing::PrintToStringParamName());
+
+TEST_P(RSAKeys, PairIsFoundByWhatItWasMadeWith) {
+  EXPECT_EQ(statusOf(publicHalf()), keychain::errSecItemNotFound);
+  const auto pair = generateRSAKeyPair(newPair());
+  ASSERT_TRUE(pair);
+  RSAKeySearch named = publicHalf();
+  named.label = "The pair";
+  const SecKeyRef publicKey = found(named);
+  ASSERT_TRUE(publicKey);
+  const auto encrypted = rsaEncryptData("s3cret", *publicKey);
+  ASSERT_TRUE(encrypted);
+  EXPECT_EQ(plaintextOf(base64(encrypted->view()), pair->privateKey), "s3cret");
+  EXPECT_EQ(plaintextOf(base64(encrypted->view()), found(privateHalf())), "s3cret");
+
+  named.label = "Another";
+  EXPECT_EQ(statusOf(named), keychain::errSecItemNotFound);
+  EXPECT_EQ(statusOf(privateHalf(3072)), keychain::errSecItemNotFound);
+  RSAKeySearch another = privateHalf();
+  another.identify = "org";
+  EXPECT_EQ(statusOf(another), keychain::errSecItemNotFound);
+}
+
+TEST_P(RSAKeys, NewPairTakesThePlaceOfAllOthers) {
+  const auto first = generateRSAKeyPair(newPair());
+  ASSERT_TRUE(first);
+  addHalfOfAnotherSize("private");
+  addHalfOfAnotherSize("public");
+  NewRSAKeyPair another = newPair(1024);
+  another.identify = "org.example.other";
+  ASSERT_TRUE(generateRSAKeyPair(another));
+  ASSERT_TRUE(generateRSAKeyPair(newPair()));
+  // Random bytes, as newer versions of the library answer with, would be taken for the secret.
+  const auto encrypted = rsaEncryptData("s3cret", *first->publicKey);
+  ASSERT_TRUE(encrypted);
+  EXPECT_EQ(plaintextOf(base64(encrypted->view()), found(privateHalf())), "(absent)");
+  EXPECT_EQ(takenHalves("private").size(), 2U);
+  EXPECT_EQ(takenHalves("public").size(), 2U);
+}
+
+TEST(RSAKeyAttributes, AreThoseOfThePairAndOfTheHalf) {
+  const User user(Session::server);
+  ASSERT_TRUE(generateRSAKeyPair(newPair(1025, {"/nowhere", "/bin/sh"})));
+  const auto shared = IsSupersetOf(Attributes{{"keytype", "rsa"},
+                                              {"bits", "1025"},
+                                              {"effectivebits", "128"},
+                                              {"label", "The pair"},
+                                              {"applabel", identify},
+                                              {"permanent", "true"},
+                                              {"derive", "false"},
+                                              {"wrap", "true"},
+                                              {"unwrap", "false"},
+                                              {"access_name", "Those that may"},
+                                              {"access_path_1", "/bin/sh"}});
+  const auto privateOnly = IsSupersetOf(Attributes{{"tag", identify + ".privateKey"},
+                                                   {"encrypt", "false"},
+                                                   {"decrypt", "true"},
+                                                   {"verify", "false"},
+                                                   {"sign", "true"}});
+  const auto publicOnly = IsSupersetOf(Attributes{{"tag", identify + ".publicKey"},
+                                                  {"encrypt", "true"},
+                                                  {"decrypt", "false"},
+                                                  {"verify", "true"},
+                                                  {"sign", "false"}});
+  EXPECT_THAT(takenHalves("private"), testing::ElementsAre(testing::AllOf(shared, privateOnly)));
+  EXPECT_THAT(takenHalves("public"), testing::ElementsAre(testing::AllOf(shared, publicOnly)));
+
+  ASSERT_TRUE(generateRSAKeyPair(newPair(1024, {"/nowhere"})));
+  EXPECT_THAT(takenHalves("private"),
+              testing::ElementsAre(testing::Not(testing::Contains(Pair("access_name", testing::_)))));
+}
+
+TEST(RSAKeyPairOutOfReach, IsNeitherMissingNorReplaced) {
+  User user(Session::desktop);
+  ASSERT_TRUE(generateRSAKeyPair(newPair()));
+  user.enter(Session::server);
+  EXPECT_EQ(statusOf(publicHalf()), keychain::errSecNotAvailable);
+  EXPECT_FALSE(generateRSAKeyPair(newPair()));
+  user.enter(Session::desktop);
+  EXPECT_EQ(statusOf(publicHalf()), keychain::errSecSuccess);
+  EXPECT_EQ(statusOf(privateHalf()), keychain::errSecSuccess);
+}
+
+/// One pair for all its tests.
+class RSAData : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_TRUE(pair_); }
+  [[nodiscard]] std::optional<Secret> encrypted(std::string_view source) const {
+    return rsaEncryptData(source, *pair_->publicKey);
+  }
+  [[nodiscard]] std::string decrypted(std::string_view source) const {
+    return plaintextOf(source, pair_->privateKey);
+  }
+
+  User user_{Session::server};
+  std::optional<RSAKeyPair> pair_ = generateRSAKeyPair(newPair());
+};
+
+TEST_F(RSAData, OfAnyLengthIsCutIntoBlocks) {
+  std::string umlauts;
+  while (umlauts.size() < 600) umlauts += "\u00FC";
+  const struct {
+    std::string source;
+    std::size_t size;
+  } rows[] = {
+      {"0123456789", 256},           {std::string(245, 'x'), 256},  {std::string(246, 'x'), 512},
+      {std::string(490, '\0'), 512}, {std::string(491, '\n'), 768}, {umlauts, 768},
+  };
+  for (const auto& [source, size] : rows) {
+    const auto blocks = encrypted(source);
+    ASSERT_TRUE(blocks);
+    EXPECT_EQ(blocks->size(), size);
+    EXPECT_EQ(decrypted(base64(blocks->view())), source);
+    EXPECT_EQ(decrypted(platform::base64(blocks->view(), Base64Lines::of64Characters).value_or("")), source);
+  }
+}
+
+TEST_F(RSAData, ThatIsNoTextIsNotEncrypted) {
+  for (const std::string& source : {std::string(), std::string("\xFF"), std::string(300, 'x') + "\xC3"}) {
+    EXPECT_FALSE(encrypted(source)) << source.size();
+  }
+}
+
+TEST_F(RSAData, IsDecryptedWholeOrNotAtAll) {
+  const auto ciphertext = encrypted(std::string(246, 'x'));
+  ASSERT_TRUE(ciphertext);
+  const std::string blocks(ciphertext->view());
+  const auto altered = [&](std::size_t at) {
+    std::string result = blocks;
+    result[at] = static_cast<char>(result[at] ^ 1);
+    return base64(result);
+  };
+  const struct {
+    const char* name;
+    std::string source;
+  } rows[] = {
+      {"nothing", ""},
+      {"not Base64", "=" + base64(blocks)},
+      {"cut in the text", base64(blocks).substr(0, 682)},
+      {"cut in the first block", base64(blocks.substr(0, 255))},
+      {"cut in the second block", base64(blocks.substr(0, 511))},
+      {"one byte too many", base64(blocks + "x")},
+      {"the first block altered", altered(255)},
+      {"the second block altered", altered(511)},
+      {"a block of zeros", base64(std::string(256, '\0'))},
+      {"a number beyond the modulus", base64(std::string(256, '\xFF'))},
+  };
+  for (const auto& row : rows) EXPECT_EQ(decrypted(row.source), "(absent)") << row.name;
+  EXPECT_EQ(plaintextOf(base64(blocks), pair_->publicKey), "(absent)") << "the public half";
+  EXPECT_EQ(decrypted(base64(blocks.substr(0, 256))), std::string(245, 'x')) << "the first block alone";
+  EXPECT_EQ(decrypted(" \n"), "") << "no block";
+}
+
+TEST_F(RSAData, NeedsAKeyThatHasRoomBesideThePadding) {
+  // A SubjectPublicKeyInfo whose modulus has 11 bytes.
+  const auto der = platform::bytesOfBase64("MCcwDQYJKoZIhvcNAQEBBQADFgAwEwIMAIAAABI0VniavN7xAgMBAAE=");
+  ASSERT_TRUE(der);
+  const SecKeyRef key = keychain::SecKey::open(keychain::SecKey::Half::publicKey, Secret(*der));
+  ASSERT_TRUE(key);
+  ASSERT_EQ(keychain::SecKeyGetBlockSize(*key), 11U);
+  EXPECT_FALSE(rsaEncryptData("x", *key));
+}
+
+}  // namespace
+}  // namespace quelto::securefile
