@@ -10,9 +10,10 @@ import tempfile
 
 import gi
 
-from dialog_surroundings import (CANCELLED, CONTENTS, DRIVER, E02, E03, HOST, DialogTest, childrenOf, endService,
-                                 hasEnded, reapOthersThan, startService, waitUntil)
-from surroundings import LIMIT, TOOL, readUntil
+from dialog_surroundings import (
+    ABSENT, ALERT, CANCELLED, CONTENTS, DRIVER, FIELD, HOST, NO, NOT_CREATED, NOT_DISPLAYED, YES, DialogTest, answered,
+    childrenOf, endService, hasEnded, reapOthersThan, startService, waitUntil)
+from surroundings import LIMIT, TOOL
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402 (its version comes first)
@@ -23,12 +24,6 @@ WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
 <keyboard><keybind key="A-F4"><action name="Close"/></keybind></keyboard>
 <applications><application class="*"><decor>no</decor></application></applications>
 </openbox_config>"""
-FIELD, ALERT = ("field", HOST, "bob"), ("alert",)
-YES, NO = {"stdout": b"true\n"}, {"stdout": b"false\n"}
-
-
-def answered(text):
-    return {"stdout": text.encode() + b"\n"}
 
 
 class Keys(DialogTest):
@@ -194,7 +189,7 @@ class AssistiveTechnology(DialogTest):
                 return waitUntil(lambda: Atspi.Text.get_text(field, 0, 99) == "jürgen日本", limit=2)
         waitUntil(isTyped)
         self.press("Return")
-        self.assertEnds(process, "[jürgen日本] remember\n".encode())
+        self.assertEnds(process, **answered("[jürgen日本] remember"))
 
     def testLanguages(self):
         for language, folder in ("", "en"), ("de", "de"), ("ja", "ja"):
@@ -252,35 +247,26 @@ class AssistiveTechnology(DialogTest):
 
 class Loss(DialogTest):
     def testWindowIsLost(self):
-        def killProgram(process, _):
-            os.kill(self.windowProgram(process), signal.SIGKILL)
-
-        def endDisplay(_, server):
-            server.terminate()
-
-        for words, expected in (FIELD, {"stderr": E03, "status": 255}), (ALERT, NO):
-            for lose in killProgram, endDisplay:
-                with self.subTest(words, lose=lose):
-                    server = self.addDisplay()
-                    process = self.askInWindow(*words)
-                    lose(process, server)
-                    self.assertEnds(process, **expected)
-
-    def testWindowGoesWithTheTool(self):
-        self.addDisplay()
-        for number in (signal.SIGKILL, signal.SIGTERM):
-            with self.subTest(number.name):
-                process = self.askInWindow(*FIELD)
+        for words, lose, expected in (
+                (FIELD, lambda process, program: process.kill(), {"status": -signal.SIGKILL}),
+                (FIELD, lambda process, program: process.terminate(), {"status": -signal.SIGTERM}),
+                (FIELD, lambda process, program: os.kill(program, signal.SIGKILL), NOT_DISPLAYED),
+                (ALERT, lambda process, program: os.kill(program, signal.SIGKILL), NO),
+                (FIELD, lambda process, program: server.terminate(), NOT_DISPLAYED),
+                (ALERT, lambda process, program: server.terminate(), NO)):
+            with self.subTest(words, expected=expected):
+                server = self.addDisplay()
+                process = self.askInWindow(*words)
                 program = self.windowProgram(process)
-                process.send_signal(number)
-                self.assertEnds(process, status=-number)
+                lose(process, program)
+                self.assertEnds(process, **expected)
                 self.assertTrue(hasEnded(program))
 
     def testHungDisplayIsGivenUp(self):
         self.addDisplay().send_signal(signal.SIGSTOP)
         process = self.start(*FIELD, program=DRIVER)
         program = self.windowProgram(process)
-        self.assertEnds(process, stderr=E02, status=255, limit=30)
+        self.assertEnds(process, **NOT_CREATED, limit=30)
         self.assertTrue(hasEnded(program))
         process = self.start(*FIELD, program=DRIVER)
         program = self.windowProgram(process)
@@ -303,31 +289,20 @@ class WithoutWindow(DialogTest):
                  {"DISPLAY": there})):
             with self.subTest(name):
                 # Well below the time limit for a display that hangs.
-                for words, expected in (FIELD, {"stderr": E02, "status": 255}), (ALERT, {"stdout": b"absent\n"}):
+                for words, expected in (FIELD, NOT_CREATED), (ALERT, ABSENT):
                     self.assertEnds(self.start(*words, program=program, change=change), **expected, limit=8)
-                terminal, slave = self.openTerminal()
-                process = self.askOnTerminal(slave, *FIELD, program=program, change=change)
-                readUntil(terminal, b"[bob] ")
-                terminal.write(b"alice\nn\n")
-                self.assertEndsOnTerminal(process, b"[alice] forget\n")
+                self.answerOnTerminal(FIELD, (("[bob] ", "alice\nn\n"),), answered("[alice] forget"), program=program,
+                                      change=change)
 
     def testNothingIsShownForWhatIsNoRequest(self):
         self.addDisplay()
-
-        def frame(payload):
-            return len(payload).to_bytes(4, "little") + payload
-
-        for name, request in (("nothing in it", frame(b"")), ("no property list", frame(b"queltoSSH")),
-                              ("no entries", frame(plistlib.dumps({}, fmt=plistlib.FMT_BINARY))),
-                              ("no dictionary", frame(plistlib.dumps(["a"], fmt=plistlib.FMT_BINARY))),
-                              ("endless", b"\xff\xff\xff\xff")):
-            with self.subTest(name):
-                reader, writer = os.pipe()
-                self.addCleanup(os.close, writer)
-                os.write(writer, request)
-                process = self.start("-c", f'exec "$0" 3<&{reader} 4>&1', CONTENTS + "/Resources/quelto-dialog",
-                                     program="/bin/bash", pass_fds=[reader])
-                os.close(reader)
+        plists = [plistlib.dumps(content, fmt=plistlib.FMT_BINARY) for content in ({}, ["a"])]
+        for request in (*(len(text).to_bytes(4, "little") + text for text in (b"", b"queltoSSH", *plists)), b"\xff" * 4):
+            with self.subTest(request):
+                process = self.start("-c", 'exec "$0" 3<&0 4>&1', CONTENTS + "/Resources/quelto-dialog",
+                                     program="/bin/bash")
+                process.stdin.write(request)
+                process.wait(LIMIT)
                 self.assertEnds(process, status=1)
 
 
@@ -350,18 +325,15 @@ class Privacy(DialogTest):
         outside = {*map(self.descriptors(process.pid).get, range(3)), self.folder, request, answers}
         self.assertEqual(outside & set(links.values()), set())
         self.press("Return")
-        self.assertEnds(process, b"[secret-user] remember\n")
+        self.assertEnds(process, **answered("[secret-user] remember"))
 
     def testStreamsStayWithSsh(self):
         ssh = self.program("cat", 'echo "$@" >&2\nexec cat')
         words, command = (HOST, "svnserve", "-t"), {"SSH_ORIGINAL": ssh}
         told = f"-l alice alice@{' '.join(words)}\n".encode()
         with self.subTest("terminal"):
-            terminal, slave = self.openTerminal()
-            process = self.askOnTerminal(slave, *words, program=TOOL, change=command, script='"$@" <<END\nearly\nEND')
-            readUntil(terminal, b"username: ")
-            terminal.write(b"alice\n\n")
-            self.assertEndsOnTerminal(process, b"early\n", told)
+            self.answerOnTerminal(words, (("username: ", "alice\n\n"),), {"stdout": b"early\n", "stderr": told},
+                                  program=TOOL, change=command, script='"$@" <<END\nearly\nEND')
         with self.subTest("window"):
             self.addDisplay()
             process = self.start(*words, program=TOOL, change=command)

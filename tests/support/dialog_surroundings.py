@@ -20,10 +20,12 @@ DRIVER = os.path.abspath(os.environ["QUELTO_DIALOG_DRIVER"])
 CONTENTS = os.path.dirname(os.path.dirname(DRIVER))
 
 HOST = "host.example"
-E02 = b"queltoSSH(E02): Failed to create username dialog.\n"
-E03 = b"queltoSSH(E03): Failed to display username dialog.\n"
-C01 = b"queltoSSH(C01): Canceled.\n"
-CANCELLED = {"stderr": C01, "status": 255}
+# Questions of the driver, and how it ends.
+FIELD, ALERT = ("field", HOST, "bob"), ("alert",)
+YES, NO, ABSENT = {"stdout": b"true\n"}, {"stdout": b"false\n"}, {"stdout": b"absent\n"}
+NOT_CREATED = {"stderr": b"queltoSSH(E02): Failed to create username dialog.\n", "status": 255}
+NOT_DISPLAYED = {"stderr": b"queltoSSH(E03): Failed to display username dialog.\n", "status": 255}
+CANCELLED = {"stderr": b"queltoSSH(C01): Canceled.\n", "status": 255}
 
 # Leads the session of a terminal, as a login shell would, so that the terminal outlives the question. Prints the status
 # and then the rest of standard input.
@@ -34,6 +36,10 @@ WAITING = b"from svn\n"
 # Orphans become children of this process, so that each test can find what it left running.
 PR_SET_CHILD_SUBREAPER = 36
 ctypes.CDLL(None).prctl(PR_SET_CHILD_SUBREAPER, 1)
+
+
+def answered(text):
+    return {"stdout": text.encode() + b"\n"}
 
 
 def waitUntil(condition, limit=LIMIT):
@@ -207,6 +213,17 @@ class DialogTest(EndToEndTest):
                              prepare=lambda: fcntl.ioctl(slave, termios.TIOCSCTTY, 0), **options)
         process.stdin.write(WAITING)
         return process
+
+    def answerOnTerminal(self, words, pairs, expected, **options):
+        """Waits for each prompt and types the answer; returns what the terminal showed."""
+        terminal, slave = self.openTerminal()
+        process = self.askOnTerminal(slave, *words, **options)
+        shown = b""
+        for prompt, keys in pairs:
+            shown += readUntil(terminal, prompt.encode())
+            terminal.write(keys.encode())
+        self.assertEndsOnTerminal(process, **expected)
+        return shown.decode()
 
     def assertEndsOnTerminal(self, process, stdout=b"", stderr=b"", status=0, whenEnded=lambda: None):
         """Also checks that nothing was read from standard input. `whenEnded` runs while the session still lives."""
