@@ -8,7 +8,8 @@ import termios
 import tty
 
 from dialog_surroundings import (
-    ABSENT, ALERT, CANCELLED, FIELD, HOST, NO, NOT_CREATED, NOT_DISPLAYED, WAITING, YES, DialogTest, answered, childrenOf)
+    ABSENT, ALERT, CANCELLED, FIELD, HOST, NO, NOT_CREATED, NOT_DISPLAYED, WAITING, YES, DialogTest, answered,
+    childrenOf)
 from surroundings import LIMIT, readUntil
 
 QUESTION, REMEMBER = "SSH username: ", " [Y/n] "
@@ -23,10 +24,10 @@ class Questions(DialogTest):
                 ("the value as it stood", "bob", ("\n", " YES \n"), answered("[bob] remember")),
                 ("another one", "bob", ("alice\n", "No\n"), answered("[alice] forget")),
                 ("nothing", "", ("\n", "\n"), answered("[] remember")),
-                ("letters beyond ASCII", "", ("jürgen日本\n", "y\n"), answered("[jürgen日本] remember")),
+                ("beyond ASCII", "", ("jürgen日本\n", "y\n"), answered("[jürgen日本] remember")),
                 ("no control characters", "", ("a\x1bl\ti\x9bce\r\n", "y\n"), answered("[alice] remember")),
                 ("corrected, in two pieces", "", ("alx\x7f\x04ice\n", "\n"), answered("[alice] remember")),
-                ("asked until it is yes or no", "", ("alice\n", "maybe\n", "n\n"), answered("[alice] forget")),
+                ("asked until yes or no", "", ("alice\n", "maybe\n", "n\n"), answered("[alice] forget")),
                 ("cancelled", "", ("\x04",), CANCELLED),
                 ("cancelled at the check box", "", ("alice\n", "\x04"), CANCELLED)):
             with self.subTest(name):
@@ -39,7 +40,7 @@ class Questions(DialogTest):
                 ("asked again", "en", ("\n", "maybe\n", "Y\n"), YES),
                 ("cancelled", "en", ("\x04",), NO), ("cancelled after half a yes", "en", ("y\x04\x04",), NO),
                 ("German yes", "de", ("J\n",), YES), ("English yes in German", "de", ("y\n",), YES),
-                ("German words", "de", ("NEIN\n",), NO), ("German letter in English", "en", ("j\n", "n\n"), NO),
+                ("German word", "de", ("NEIN\n",), NO), ("German in English", "en", ("j\n", "n\n"), NO),
                 ("Spanish letters composed otherwise", "es", ("si\u0301\n",), YES)):
             with self.subTest(name):
                 self.answerOnTerminal(ALERT, zip(itertools.repeat(BUTTONS[language]), keys), expected,
@@ -59,20 +60,22 @@ class Questions(DialogTest):
                 self.assertIsNone(re.search("[^\r\n\x20-\x7e\ufffd]", output))
 
     def testTablesCannotBendAnAnswer(self):
-        driver, change, usual, field = self.copiedDriver(), {"AUTH_LANGUAGE": "xx"}, BUTTONS["en"], ("field", HOST, "")
+        driver, change = self.copiedDriver(), {"AUTH_LANGUAGE": "xx"}
+        usual, field = BUTTONS["en"], ("field", HOST, "")
         for name, texts, words, pairs, expected in (
-                ("exchanged", {"terminal_yes_letter": "n", "terminal_no_letter": "y"}, ALERT, ((usual, "n\n"),), NO),
-                ("titles exchanged", {"button_yes": "No", "button_no": "Yes"}, ALERT, ((usual, "yes\n"),), YES),
+                ("exchanged", {"terminal_yes_letter": "n", "terminal_no_letter": "y"}, ALERT,
+                 ((usual, "n\n"),), NO),
+                ("titles, too", {"button_yes": "No", "button_no": "Yes"}, ALERT, ((usual, "yes\n"),), YES),
                 ("both the same", {"terminal_yes_letter": "x", "terminal_no_letter": "x"}, ALERT,
                  ((usual, "x\n"), (usual, "y\n")), YES),
                 ("empty", {"terminal_yes_letter": "", "button_yes": " "}, ALERT,
                  ((usual, "\n"), (usual, "n\n")), NO),
                 ("capitals", {"terminal_yes_letter": "J"}, ALERT, ((usual, "j\n"),), YES),
-                ("a hint that steers", {"terminal_yes_no": "\\U001b[2J\\n"}, ALERT, (("No ?[2J  ", "y\n"),), YES),
+                ("steering hint", {"terminal_yes_no": "\\U001b[2J\\n"}, ALERT, (("No ?[2J  ", "y\n"),), YES),
                 ("line breaks", {"gen_rsa_key_title": "one\\ntwo", "gen_rsa_key_mesg": "three\\r\\nfour\\U001b",
                                  "button_yes": "Oh\\nyes", "terminal_yes_no": "[y/n]"}, ALERT,
                  (("one\r\ntwo\r\nthree\r\nfour?\r\nOh yes / No [y/n] ", "oh yes\n"),), YES),
-                ("behind the check box", {"terminal_yes_no_default_yes": "\\U009b", "button_no": "Nein"}, field,
+                ("at the check box", {"terminal_yes_no_default_yes": "\\U009b", "button_no": "Nein"}, field,
                  ((QUESTION, "alice\n"), (". ? ", "nein\n")), answered("[alice] forget")),
                 ("without titles", {"field_ssh_username": "", "remember_ssh_username": ""}, FIELD,
                  ((" [bob] ", "alice\n"), (REMEMBER, "\n")), answered("[alice] remember"))):
@@ -150,9 +153,9 @@ class Modes(DialogTest):
 
         alice = answered("[alice] remember")
         for mode, end, expected in (
-                ("as usual", "alice\n\n", alice), ("as usual", "\x03", ended(signal.SIGINT)),
-                ("raw", "alice\r\r", alice), ("raw", "\x04", CANCELLED), ("raw", "\x03", ended(signal.SIGINT)),
-                *(("raw", number, ended(number)) for number in ENDING),
+                ("as usual", "\x03", ended(signal.SIGINT)), ("raw", "alice\r\r", alice),
+                ("raw", "\x04", CANCELLED), ("raw", "\x03", ended(signal.SIGINT)),
+                ("as usual", "alice\n\n", alice), *(("raw", number, ended(number)) for number in ENDING),
                 ("no echo", "alice\n\n", alice), ("no echo", "\x1c", ended(signal.SIGQUIT)),
                 ("returns dropped", "alice\r\r", alice),
                 ("eighth bits dropped", "jürgen\n\n", answered("[jürgen] remember")),

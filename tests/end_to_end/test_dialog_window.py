@@ -11,8 +11,8 @@ import tempfile
 import gi
 
 from dialog_surroundings import (
-    ABSENT, ALERT, CANCELLED, CONTENTS, DRIVER, FIELD, HOST, NO, NOT_CREATED, NOT_DISPLAYED, YES, DialogTest, answered,
-    childrenOf, endService, hasEnded, reapOthersThan, startService, waitUntil)
+    ABSENT, ALERT, CANCELLED, CONTENTS, DRIVER, FIELD, HOST, NO, NOT_CREATED, NOT_DISPLAYED, YES, DialogTest,
+    answered, childrenOf, endService, hasEnded, reapOthersThan, startService, waitUntil)
 from surroundings import LIMIT, TOOL
 
 gi.require_version("Atspi", "2.0")
@@ -72,8 +72,8 @@ class Keys(DialogTest):
         for words, keys, expected in (
                 (FIELD, ("Tab", "Tab", "space"), CANCELLED), (FIELD, ("Tab", "Tab", "Return"), CANCELLED),
                 (FIELD, (":alice", "Escape"), CANCELLED), (FIELD, ("Tab", "Escape"), CANCELLED),
-                (ALERT, ("Return",), YES), (ALERT, ("Tab", "Return"), NO), (ALERT, ("Tab", "Tab", "space"), YES),
-                (ALERT, ("Escape",), NO), (ALERT, ("Tab", "Escape"), NO)):
+                (ALERT, ("Return",), YES), (ALERT, ("Tab", "Return"), NO), (ALERT, ("Escape",), NO),
+                (ALERT, ("Tab", "Tab", "space"), YES), (ALERT, ("Tab", "Escape"), NO)):
             with self.subTest(words, keys=keys):
                 self.answerInWindow(words, keys, expected)
 
@@ -165,7 +165,7 @@ class AssistiveTechnology(DialogTest):
         return waitUntil(find)
 
     def relations(self, part):
-        return [(relation.get_relation_type(), relation.get_target(0).get_name()) for relation in part.get_relation_set()]
+        return [(one.get_relation_type(), one.get_target(0).get_name()) for one in part.get_relation_set()]
 
     def assertIsDescribed(self, parts, first):
         """The window is named, labelled and described by its texts, and so is the part that has the keys."""
@@ -219,16 +219,16 @@ class AssistiveTechnology(DialogTest):
 
     def testTextsAreShownAsTheyAre(self):
         driver = self.copiedDriver()
-        usual = {"field_ssh_username": "name", "remember_ssh_username": "box", "button_cancel": "no", "button_ok": "yes",
-                 "title_ssh_username": "title", "message_ssh_username": "%@"}
+        usual = {"field_ssh_username": "name", "remember_ssh_username": "box", "button_cancel": "no",
+                 "button_ok": "yes", "title_ssh_username": "title", "message_ssh_username": "%@"}
         empty = {**usual, "field_ssh_username": "", "remember_ssh_username": ""}
         broken = {**dict.fromkeys(usual, "one\\ntwo"), "message_ssh_username": "one\\n%@"}
         around = ("title", "name", "name", "box", "no", "yes")
         for name, texts, host, message, others in (
                 ("no titles", empty, HOST, HOST, ("title", HOST, HOST, "no", "yes")),
                 ("line breaks", broken, "a\nb", "one\na?b", ("one\ntwo", *["one two"] * 5)),
-                ("markup", usual, "<b>&amp;</b>", "<b>&amp;</b>", around), ("broken", usual, "<b>&", "<b>&", around),
-                ("underscores", usual, "_a__b", "_a__b", around),
+                ("markup", usual, "<b>&amp;</b>", "<b>&amp;</b>", around),
+                ("broken", usual, "<b>&", "<b>&", around), ("underscores", usual, "_a__b", "_a__b", around),
                 ("line ends and direction", usual, "a\r\nb\u2028c\u202ed\u200f", "a??b?c?d?", around),
                 ("not UTF-8", usual, b"caf\xe9.\xff", "caf\ufffd.\ufffd", around)):
             with self.subTest(name):
@@ -238,11 +238,11 @@ class AssistiveTechnology(DialogTest):
                 self.assertEqual([part[1] for part in parts], [others[0], message, *others[1:]])
                 if texts == empty:
                     self.press(":alice", "Tab", "space")
-                # Set from outside, a text is one line.
                 else:
+                    # Set from outside, a text is one line.
                     Atspi.EditableText.set_text_contents(parts[-4][2], "al\nic\t\u2028\x1be\r\n")
                 Atspi.Action.do_action(parts[-1][2], 0)
-                self.assertEnds(process, **answered("[alice] " + ("forget" if texts == empty else "remember")))
+                self.assertEnds(process, **answered(f"[alice] {'forget' if texts == empty else 'remember'}"))
 
 
 class Loss(DialogTest):
@@ -291,13 +291,13 @@ class WithoutWindow(DialogTest):
                 # Well below the time limit for a display that hangs.
                 for words, expected in (FIELD, NOT_CREATED), (ALERT, ABSENT):
                     self.assertEnds(self.start(*words, program=program, change=change), **expected, limit=8)
-                self.answerOnTerminal(FIELD, (("[bob] ", "alice\nn\n"),), answered("[alice] forget"), program=program,
-                                      change=change)
+                self.answerOnTerminal(FIELD, (("[bob] ", "alice\nn\n"),), answered("[alice] forget"),
+                                      program=program, change=change)
 
     def testNothingIsShownForWhatIsNoRequest(self):
         self.addDisplay()
-        plists = [plistlib.dumps(content, fmt=plistlib.FMT_BINARY) for content in ({}, ["a"])]
-        for request in (*(len(text).to_bytes(4, "little") + text for text in (b"", b"queltoSSH", *plists)), b"\xff" * 4):
+        payloads = b"", b"queltoSSH", *(plistlib.dumps(one, fmt=plistlib.FMT_BINARY) for one in ({}, ["a"]))
+        for request in (b"\xff" * 4, *(len(one).to_bytes(4, "little") + one for one in payloads)):
             with self.subTest(request):
                 process = self.start("-c", 'exec "$0" 3<&0 4>&1', CONTENTS + "/Resources/quelto-dialog",
                                      program="/bin/bash")
@@ -332,8 +332,9 @@ class Privacy(DialogTest):
         words, command = (HOST, "svnserve", "-t"), {"SSH_ORIGINAL": ssh}
         told = f"-l alice alice@{' '.join(words)}\n".encode()
         with self.subTest("terminal"):
-            self.answerOnTerminal(words, (("username: ", "alice\n\n"),), {"stdout": b"early\n", "stderr": told},
-                                  program=TOOL, change=command, script='"$@" <<END\nearly\nEND')
+            self.answerOnTerminal(words, (("username: ", "alice\n\n"),),
+                                  {**answered("early"), "stderr": told}, program=TOOL, change=command,
+                                  script='"$@" <<END\nearly\nEND')
         with self.subTest("window"):
             self.addDisplay()
             process = self.start(*words, program=TOOL, change=command)

@@ -65,7 +65,8 @@ class ServerList(EndToEndTest):
     def testMerge(self):
         command = ["host", "svnserve", "-t"]
         full = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", *command]
-        listed = ["-l", "listed", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "listed@host", *command[1:]]
+        listed = ["-l", "listed", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "listed@host",
+                  *command[1:]]
         own = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "cli@host", *command[1:]]
         mixed = ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]
         for name, records, tunnel, words, expected in (
@@ -74,7 +75,7 @@ class ServerList(EndToEndTest):
                 ("nothing to override", RECORD, None, command, listed),
                 ("everything to fill in", RECORD, "yes", command, listed),
                 ("the destination wins over the list", RECORD, None, ["-l", "cli", "me@host:99"], mixed),
-                ("the destination wins over the words", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"], mixed),
+                ("and over the words", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"], mixed),
                 ("a record without a port names 22", "host\t\tlisted", None, ["-p", "1", "host"],
                  ["-l", "listed", "-p", "22", "listed@host"])):
             with self.subTest(name):
@@ -85,8 +86,8 @@ class ServerList(EndToEndTest):
         command = re.search(r"^    mkdir .+\n(    .+\n)+", MANUAL.read_text(), re.MULTILINE)[0]
         subprocess.run(["sh", "-euc", command], check=True, timeout=LIMIT,
                        env={"HOME": self.home, "PATH": "/usr/bin:/bin"})
-        self.assertSshGets(["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30", "-C",
-                            "alice@svn.example.org"], "svn.example.org")
+        self.assertSshGets(["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30",
+                            "-C", "alice@svn.example.org"], "svn.example.org")
 
     def testProgramOfTheRecord(self):
         self.writeList(f"host\t22\tlisted\t\t{self.program('other', 'echo other')}\n")
@@ -95,4 +96,5 @@ class ServerList(EndToEndTest):
                                      ("gives way to the environment", {"SSH_ORIGINAL": self.ssh}, b"")):
             with self.subTest(name):
                 result = self.runTool("host", change=change)
-                self.assertEqual((result.status, result.stdout, result.record is None), (0, output, output != b""))
+                found = result.status, result.stdout, result.record is None
+                self.assertEqual(found, (0, output, output != b""))

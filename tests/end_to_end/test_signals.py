@@ -52,9 +52,10 @@ class Signals(EndToEndTest):
         def block():
             signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])
 
-        for number, prepare, ready in ((signal.SIGTERM, None, b"ready\n"), (signal.SIGINT, None, b"ready\n"),
-                                       (signal.SIGQUIT, None, b"ready\n"), (signal.SIGTERM, ignore, b"ready\n"),
-                                       (signal.SIGTERM, block, b"ready, blocked\n")):
+        for number, prepare, ready in (
+                (signal.SIGTERM, None, b"ready\n"), (signal.SIGINT, None, b"ready\n"),
+                (signal.SIGQUIT, None, b"ready\n"), (signal.SIGTERM, ignore, b"ready\n"),
+                (signal.SIGTERM, block, b"ready, blocked\n")):
             with self.subTest(number.name, prepare=prepare):
                 process = self.startWaiting(ready=ready, prepare=prepare)
                 self.assertTells(process, number)
@@ -76,8 +77,8 @@ class Signals(EndToEndTest):
                 self.assertEnds(process, -second)
 
     def testSvnEndsATunnel(self):
-        # It closes its ends of the streams, sends SIGTERM once to the process that it started, and waits. This
-        # ssh ends by a signal only.
+        # It closes its ends of the streams, sends SIGTERM once to the process that it started, and waits.
+        # This ssh ends by a signal only.
         process = self.startWaiting(ssh="echo ready; exec /bin/sleep 60")
         process.stdin.close()
         process.stdout.close()

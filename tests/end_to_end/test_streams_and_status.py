@@ -30,8 +30,9 @@ Unt_version: 5082
 
 class StreamsAndStatus(EndToEndTest):
     def testStatusIsThatOfSsh(self):
-        for body, status in (("exit 0", 0), ("exit 1", 1), ("exit 7", 7), ("exit 255", 255), ("kill -TERM $$", 15),
-                             ("kill -SEGV $$", 11), ("ulimit -c $(ulimit -H -c); kill -SEGV $$", 11)):
+        for body, status in (("exit 0", 0), ("exit 1", 1), ("exit 7", 7), ("exit 255", 255),
+                             ("kill -TERM $$", 15), ("kill -SEGV $$", 11),
+                             ("ulimit -c $(ulimit -H -c); kill -SEGV $$", 11)):
             with self.subTest(body):
                 result = self.runTool("alice@host", change={"SSH_ORIGINAL": self.program("status", body)})
                 self.assertEqual((result.status, result.stdout, result.stderr), (status, b"", b""))
@@ -47,9 +48,10 @@ class StreamsAndStatus(EndToEndTest):
         link = self.path("link-to-the-tool")
         os.symlink(TOOL, link)
         data = self.program("data", "exit 0", mode=0o644)
-        for name, program in (("missing", self.path("missing")), ("not executable", data), ("a folder", self.home),
-                              ("empty", ""), ("not to be found without a search path", "cat"), ("the tool", TOOL),
-                              ("a link to it", link), ("a line end behind it", self.ssh + "\n")):
+        for name, program in (
+                ("missing", self.path("missing")), ("not executable", data), ("a folder", self.home),
+                ("empty", ""), ("not to be found without a search path", "cat"), ("the tool", TOOL),
+                ("a link to it", link), ("a line end behind it", self.ssh + "\n")):
             with self.subTest(name):
                 self.assertFailed(self.runTool("alice@host", change={"SSH_ORIGINAL": program}), CANNOT_RUN)
         with self.subTest("a link in the list, which the next tool would read as well"):
@@ -65,7 +67,8 @@ class StreamsAndStatus(EndToEndTest):
 
     def testMarkerFileIsRequired(self):
         without = {"SHELL": self.program("asking", f": >'{self.path('asked')}'"), "AUTH_KEYCHAIN": None}
-        self.assertFailed(self.runTool("alice@host", change=without), b"queltoSSH(E01): Invalid environment.\n")
+        failed = self.runTool("alice@host", change=without)
+        self.assertFailed(failed, b"queltoSSH(E01): Invalid environment.\n")
         self.assertTrue(os.path.exists(self.path("asked")), "the login shell is asked before")
         readEnd, writeEnd = os.pipe()
         os.close(readEnd)

@@ -28,8 +28,8 @@ class State(EndToEndTest):
             self.assertEqual(set(record["descriptors"]), {"0", "1", "2"} | leaked, program)
 
     def testIgnoredAndBlockedSignalsReachSshAsTheyWere(self):
-        # Says on standard error which signals are ignored or blocked, and touches none; an interpreter does. The
-        # status is lost where the children's signal stays ignored.
+        # Says on standard error which signals are ignored or blocked, and touches none; an interpreter does.
+        # The status is lost where the children's signal stays ignored.
         lister = self.program("lister", "#!/usr/bin/env -S --list-signal-handling /usr/bin/false\n")
 
         def numbers(names):
@@ -49,7 +49,8 @@ class State(EndToEndTest):
                         signal.signal(number, signal.SIG_IGN)
                     signal.pthread_sigmask(signal.SIG_BLOCK, numbers(blocked))
 
-                result = self.runTool("alice@host", program=program, prepare=prepare, change={"SSH_ORIGINAL": lister})
+                result = self.runTool("alice@host", program=program, prepare=prepare,
+                                      change={"SSH_ORIGINAL": lister})
                 found = dict(re.findall(r"(\w+) +\( *\d+\): (.*)", result.stderr.decode()))
                 self.assertEqual((result.status, found), (1, expected))
 
@@ -64,13 +65,14 @@ class State(EndToEndTest):
 
     def testHomeOfTheList(self):
         database = self.path("database-home")
-        for home, user in ((database, "database"), (self.path("relative"), "relative"), (self.home, "variable")):
+        relative = self.path("relative")
+        for home, user in (database, "database"), (relative, "relative"), (self.home, "variable"):
             self.writeList(f"host\t22\t{user}\n", home=home)
         variables = self.withPasswordDatabase("somebody", database)
-        for home, user in ((self.home, "variable"), (None, "database"), ("relative", "database"), ("", "database")):
+        for home in (self.home, None, "relative", ""):
             with self.subTest(home=home):
                 record = self.runTool("host", change={**variables, "HOME": home}).record
-                self.assertEqual(record["arguments"][:2], ["-l", user])
+                self.assertEqual(record["arguments"][1], "variable" if home == self.home else "database")
                 homes = [entry for entry in record["environment"] if entry.startswith("HOME=")]
                 self.assertEqual(homes, [] if home is None else ["HOME=" + home])
 
@@ -93,10 +95,10 @@ class ClosedEnvironment(EndToEndTest):
         if os.path.exists(helper):
             os.remove(helper)
         # In this order, but for those without a value.
-        usual = {"LC_ALL": "en_US.UTF-8", "LANG": "en_US.UTF-8", "DISPLAY": "NONE", "AUT_APPGROUP": "org.quelto.suite",
-                 "SSH_ASKPASS": None, "USER": "somebody", "AUTH_KEYCHAIN": self.path("marker"), "AUTH_LANGUAGE": "",
-                 "SSH_USER": "alice", "SSH_HOST": "Host", "SSH_PORT": "22", "SSH_AUTH_SOCK": None, "LOGNAME": None,
-                 "HOME": None}
+        usual = {"LC_ALL": "en_US.UTF-8", "LANG": "en_US.UTF-8", "DISPLAY": "NONE",
+                 "AUT_APPGROUP": "org.quelto.suite", "SSH_ASKPASS": None, "USER": "somebody",
+                 "AUTH_KEYCHAIN": self.path("marker"), "AUTH_LANGUAGE": "", "SSH_USER": "alice",
+                 "SSH_HOST": "Host", "SSH_PORT": "22", "SSH_AUTH_SOCK": None, "LOGNAME": None, "HOME": None}
         variables = {**self.withPasswordDatabase("somebody", self.home), "HOME": None}
         kept = {"SSH_AUTH_SOCK": "/run/agent", "LOGNAME": "login", "HOME": self.home, "AUTH_LANGUAGE": "de"}
         empty = dict.fromkeys(("SSH_AUTH_SOCK", "LOGNAME", "HOME", "AUTH_KEYCHAIN"), "")
@@ -107,12 +109,12 @@ class ClosedEnvironment(EndToEndTest):
                   "AUTH_STORE": "1", "SVN_SSH": "ssh", "TOKEN": "secret", "LD_LIBRARY_PATH": "/lib",
                   "SSH_ASKPASS": "/theirs", "SSH_ASKPASS_REQUIRE": "force"}, kept),
                 ("empty values are values", ["alice@Host"], empty, empty),
-                ("blanks are part of the path", ["alice@Host"], {"AUTH_KEYCHAIN": " /k "}, {"AUTH_KEYCHAIN": " /k "}),
+                ("blanks of the path", ["alice@Host"], {"AUTH_KEYCHAIN": " /k "}, {"AUTH_KEYCHAIN": " /k "}),
                 ("a port", ["alice@Host:-5"], {}, {"SSH_PORT": "-5"}),
                 ("a group on the command line", ["-Z", "other", "alice@Host"], {}, {"AUT_APPGROUP": "other"}),
                 ("a group in the environment", ["-Z", "other", "alice@Host"], {"SSH_APPGROUP": " third\n"},
                  {"AUT_APPGROUP": "third"}),
-                ("none in the environment", ["-Z", "other", "alice@Host"], {"SSH_APPGROUP": ""}, {"AUT_APPGROUP": ""}),
+                ("an empty group", ["-Z", "other", "alice@Host"], {"SSH_APPGROUP": ""}, {"AUT_APPGROUP": ""}),
                 ("the ask-pass helper of the bundle", ["alice@Host"], {}, {"SSH_ASKPASS": helper})):
             with self.subTest(name):
                 if "SSH_ASKPASS" in expected:

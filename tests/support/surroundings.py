@@ -26,7 +26,8 @@ LIMIT = 20
 RECORDER = r"""#!/usr/bin/python3 -IS
 import json, os, sys
 links = [(fd, "/proc/self/fd/" + fd) for fd in os.listdir("/proc/self/fd")]
-descriptors = {fd: os.readlink(link) for fd, link in links if os.path.lexists(link)}  # not the one that listed them
+# Not the one that listed them.
+descriptors = {fd: os.readlink(link) for fd, link in links if os.path.lexists(link)}
 environment = open("/proc/self/environ", "rb").read().split(b"\0")[:-1]
 try:
     callersFiles = sorted({line.split()[-1] for line in open(f"/proc/{os.getppid()}/maps") if "/" in line})
