@@ -27,6 +27,7 @@ ROOMS = {
     "keychain/embedded": ("keychain",),
     "keychain/secret_service": ("keychain",),
     "items": ("keychain", "ui"),
+    "securefile": ("items",),
     "credentials": ("items",),
     "launcher": ("credentials",),
 }
