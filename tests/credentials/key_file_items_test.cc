@@ -330,15 +330,17 @@ TEST_P(PasswordFile, IsMadeByManyProcessesAtOnce) {
       EXPECT_TRUE(KeyFile::deleteSecItem(note(name + "y"), DeleteAll::yes));
     }));
   }
-  const pid_t reader = newProcess([this] {
-    std::string seen;
-    while (names().size() < processes) {
+  const std::string end = user_.around().path("end");
+  const pid_t reader = newProcess([this, &end] {
+    while (!std::filesystem::exists(end)) {
       const std::string now = content();
       const bool isWhole = now.empty() || (now.starts_with("# Secure file") && now.ends_with("\n\n"));
       ASSERT_TRUE(isWhole) << now;
     }
   });
   for (const pid_t writer : writers) EXPECT_EQ(exitStatusOf(writer), 0);
+  ::mkdir(end.c_str(), 0700);
+  EXPECT_EQ(exitStatusOf(reader), 0);
   inNewProcess([&] {
     use();
     for (int writer = 0; writer < processes; ++writer) {
@@ -347,7 +349,6 @@ TEST_P(PasswordFile, IsMadeByManyProcessesAtOnce) {
     }
     EXPECT_EQ(names().size(), std::size_t{processes});
   });
-  EXPECT_EQ(exitStatusOf(reader), 0);
   EXPECT_EQ(test::shell("ls -A " + folder_.path()).text, ".keys\n") << "nothing is left behind";
 }
 
