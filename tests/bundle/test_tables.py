@@ -26,7 +26,10 @@ OWN = re.search(r'std::string localizedTable = "(\w+)"', SOURCES)[1]
 # How the sources write a key and its default, and the table that they ask; None when they write that as well.
 DEFAULTS = (
     (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default = "(?P<text>[^"]*)"'
-     r'(?=[^;]*?\.\w*[tT]able = (?P<table>[\w.:"]+))', None),
+     r'(?=[^;]*?\.\w*[tT]able = (?:std::string\()?(?P<table>[\w.:"]+))', None),
+    (r'\.\w+Id = "(?P<key>\w+_rsa_key_\w+)",\s*\.\w+Default = "(?P<text>[^"]*)"', "Localizable"),
+    (r'textWithPrefix\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"),
+    (r'\btext\("(?P<key>\w+)", "(?P<text>[^"]*)", \{', OWN),
     (r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}', OWN),
     (r'localizedString\("(?P<key>\w+)", (?P<table>"\w*"|[\w.:]+), "(?P<text>[^"]*)"\)', None),
     (r'word\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"))
