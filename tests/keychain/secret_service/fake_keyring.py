@@ -90,7 +90,7 @@ def call(connection, sender, path, interface, method, arguments, invocation):
         wanted = arguments[0].items()
         result = GLib.Variant("(aoao)", ([at for at in items if wanted <= items[at][0].items()], []))
     elif method == "ReadAlias":
-        result = GLib.Variant("(o)", ("/collection",))
+        result = GLib.Variant("(o)", ("/collection" if arguments[0] == "default" else "/",))
     elif method == "GetSecret":
         result = GLib.Variant("((oayays))", (("/session", b"", items[path][1], "text/plain"),))
     elif method == "Delete":
