@@ -60,6 +60,16 @@ TEST_F(SecretServicePair, IsAddedWholeOrNotAtAll) {
   }
 }
 
+TEST_F(SecretServicePair, IsNotThoughtGoneBecauseADialogIs) {
+  KeyringSurroundings around;
+  around.set("DISPLAY", ":987");
+  const Companion keyring("exec /usr/bin/python3 " FAKE_KEYRING " create create /no/dialog >/dev/null 2>&1",
+                          Companion::Speech::announces);
+  ASSERT_EQ(addPair("me", "t"), errSecSuccess);
+  EXPECT_EQ(store().remove({.itemClass = ItemClass::key, .attributes = {}}), errSecIO);
+  EXPECT_EQ(takeKeys().size(), 2U) << "the other half was not taken for it";
+}
+
 /// Tells this program that it is one of the processes of the test below.
 constexpr const char* isOneOfMany = "QUELTO_TEST_IS_ONE_OF_MANY";
 constexpr int makersInProcess = 4;
