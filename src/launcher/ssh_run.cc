@@ -27,7 +27,7 @@ bool launchTask(const platform::ChildOptions& ssh) {
 
 /// Whether no background task is pending.
 bool isIdle(platform::Semaphore& finish) {
-  const bool isIdle = finish.waitFor(std::chrono::milliseconds::zero());
+  const bool isIdle = finish.tryWait();
   if (isIdle) finish.signal();
   return isIdle;
 }

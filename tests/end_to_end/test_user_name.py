@@ -1,13 +1,16 @@
 """The user name of a host that nothing names the user of: looked up, asked for, remembered and forgotten."""
 
 import contextlib
+import fcntl
 import os
+import shutil
 import signal
 import sqlite3
-import subprocess
+import termios
+import types
 import unittest
 
-from dialog_surroundings import NOT_CREATED, DialogTest, hasEnded
+from dialog_surroundings import NOT_CREATED, DialogTest, childrenOf, hasEnded, waitUntil
 from keyring_surroundings import Keyring
 from surroundings import LIMIT, TOOL, SvnTest, readUntil
 
@@ -15,6 +18,8 @@ HOST = "host.example"
 USER, REMEMBER, YES_NO = "SSH username: ", " [Y/n] ", " [y/n] "
 SILENT = {"stdout": b""}
 KEYCHAIN, FILE = "0", "1"
+# Starts the tool on its own streams, and waits. A shell gives what runs in the background an empty input otherwise.
+CALLER = '"$@" <&4 4<&- & echo $! >&3; wait'
 
 
 class UserNameTest(DialogTest):
@@ -198,6 +203,86 @@ class Keyrings(UserNameTest):
         self.keyring.daemon.send_signal(signal.SIGCONT)
 
 
+class Caller(UserNameTest):
+    """The program that starts the tool ends while the tool asks."""
+
+    def startThroughCaller(self, script=CALLER, **options):
+        """Returns the caller, the tool's process id and our ends of the tool's streams."""
+        theirIn, ourOut = os.pipe()
+        ourIn, theirOut = os.pipe()
+        told, tell = os.pipe()
+        caller = self.start("-c", f"exec 3>/dev/fd/{tell} 4<&0; {script}", "sh", TOOL, HOST, "svnserve", program="/bin/sh",
+                            stdin=theirIn, stdout=theirOut, pass_fds=[tell], **options)
+        for fd in theirIn, theirOut, tell:
+            os.close(fd)
+        with open(told, "rb", buffering=0) as stream:
+            tool = int(readUntil(stream, b"\n"))
+        return caller, tool, [os.fdopen(ourOut, "wb", buffering=0), os.fdopen(ourIn, "rb", buffering=0)]
+
+    def askInEither(self, kind):
+        if kind == "window":
+            if "DISPLAY" not in self.environment:
+                self.addDisplay()
+            caller, tool, streams = self.startThroughCaller()
+            self.waitForWindow(types.SimpleNamespace(pid=tool, poll=lambda: None))
+            return caller, tool, streams, lambda: self.press(":alice", "Return")
+        terminal, slave = self.openTerminal()
+        # A shell leads the session, which outlives the caller.
+        script = f"trap : HUP; sh -c '{CALLER}' sh \"$@\"; exec sleep 100"
+        _, tool, streams = self.startThroughCaller(script, change={"DISPLAY": None},
+                                                   prepare=lambda: fcntl.ioctl(slave, termios.TIOCSCTTY, 0))
+        with open(f"/proc/{tool}/stat") as file:
+            caller = int(file.read().split()[3])
+        readUntil(terminal, USER.encode())
+        return types.SimpleNamespace(kill=lambda: os.kill(caller, signal.SIGKILL)), tool, streams, lambda: (
+            terminal.write(b"alice\n"), readUntil(terminal, REMEMBER.encode()), terminal.write(b"n\n"))
+
+    def testToolEndsWithItsCallerAndStreams(self):
+        for kind in "window", "terminal":
+            for name, steps in (("caller first", ("caller", "in", "out")), ("streams first", ("in", "out", "caller"))):
+                with self.subTest(name, kind=kind):
+                    caller, tool, streams, _ = self.askInEither(kind)
+                    programs = childrenOf(tool)
+                    self.assertEqual(len(programs), 1 if kind == "window" else 0)
+                    do = {"caller": caller.kill, "in": streams[0].close, "out": streams[1].close}
+                    for step in steps:
+                        do[step]()
+                    for pid in (tool, *programs):
+                        self.assertTrue(hasEnded(pid))
+
+    def testToolStaysWhileSomebodyWantsIt(self):
+        for kind in "window", "terminal":
+            for name, steps in (("its input has ended", ("in",)), ("both streams are closed", ("in", "out")),
+                                ("somebody reads", ("caller", "in")), ("somebody writes", ("caller", "out")),
+                                ("somebody does both", ("caller",))):
+                with self.subTest(name, kind=kind):
+                    # The window's answer is remembered.
+                    shutil.rmtree(self.home + "/.local", ignore_errors=True)
+                    with contextlib.suppress(FileNotFoundError):
+                        os.remove(self.ssh + ".record")
+                    caller, tool, streams, answer = self.askInEither(kind)
+                    do = {"caller": caller.kill, "in": streams[0].close, "out": streams[1].close}
+                    for step in steps:
+                        do[step]()
+                    answer()
+                    self.assertTrue(hasEnded(tool))
+                    self.assertTrue(os.path.exists(self.ssh + ".record"), "ssh has not run")
+                    for stream in streams:
+                        stream.close()
+
+    def testThreadThatStartedItMayEnd(self):
+        terminal, slave = self.openTerminal()
+        code = ("import subprocess, sys, threading\n"
+                "children = []\n"
+                "thread = threading.Thread(target=lambda: children.append(subprocess.Popen(sys.argv[1:])))\n"
+                "thread.start(), thread.join(), sys.exit(children[0].wait())")
+        process = self.askOnTerminal(slave, "-c", code, TOOL, HOST, program="/usr/bin/python3")
+        for prompt, keys in (USER, b"alice\n"), (REMEMBER, b"n\n"):
+            readUntil(terminal, prompt.encode())
+            terminal.write(keys)
+        self.assertEndsOnTerminal(process)
+
+
 class Svn(UserNameTest, SvnTest):
     """svn as a new user meets it, without a user name anywhere."""
 
@@ -215,7 +300,7 @@ class Svn(UserNameTest, SvnTest):
         for prompt, keys in zip((USER, REMEMBER), answers):
             readUntil(terminal, prompt.encode())
             terminal.write(keys.encode())
-        self.assertIn(b"status 0\n", readUntil(process.stdout, b"status ") + process.stdout.read(2))
+        readUntil(process.stdout, b"status 0\n")
 
     def svnAlone(self, *words):
         return self.runTool(*self.common, *words, program="svn")
@@ -230,7 +315,7 @@ class Svn(UserNameTest, SvnTest):
             with self.subTest(name):
                 self.environment["AUTH_STORE"] = FILE if name == "file" else KEYCHAIN
                 if name == "keyring":
-                    subprocess.run(["rm", "-r", self.home + "/.local"], check=True)
+                    shutil.rmtree(self.home + "/.local")
                     keyring = Keyring(self.path("session"), self.home)
                     self.addCleanup(keyring.close)
                     self.environment.update(keyring.environment)
@@ -244,7 +329,8 @@ class Svn(UserNameTest, SvnTest):
     def testWindow(self):
         self.addDisplay()
         process = self.start(*self.common, "checkout", self.url, self.path("copy"), program="svn")
-        self.waitForWindowOf(process)
+        tool = waitUntil(lambda: childrenOf(process.pid)).pop()
+        self.waitForWindow(types.SimpleNamespace(pid=tool, poll=process.poll))
         self.press(":" + self.server.user, "Return")
         process.communicate(timeout=LIMIT)
         self.assertEqual(process.returncode, 0)

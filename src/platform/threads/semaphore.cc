@@ -14,20 +14,17 @@ void Semaphore::signal() {
   MainQueue::instance().wake();
 }
 
+bool Semaphore::tryWait() {
+  const std::lock_guard lock(mutex_);
+  return count_ > 0 && count_-- > 0;
+}
+
 void Semaphore::wait() { static_cast<void>(waitUntil(Deadline::never())); }
 
 bool Semaphore::waitUntil(Deadline deadline) {
-  const auto isCounted = [this] { return count_ > 0; };
-  if (isMainThread()) {
-    return MainQueue::instance().serveUntil(
-        [&] {
-          const std::lock_guard lock(mutex_);
-          return isCounted() && count_-- > 0;
-        },
-        deadline);
-  }
+  if (isMainThread()) return MainQueue::instance().serveUntil([this] { return tryWait(); }, deadline);
   std::unique_lock lock(mutex_);
-  return changed_.wait_until(lock, deadline.time(), isCounted) && count_-- > 0;
+  return changed_.wait_until(lock, deadline.time(), [this] { return count_ > 0; }) && count_-- > 0;
 }
 
 }  // namespace quelto::platform

@@ -16,6 +16,9 @@ class Semaphore {
 
   void signal();
 
+  /// Takes one count if there is one; does not wait, and runs nothing.
+  [[nodiscard]] bool tryWait();
+
   /// Takes one count, however long that takes.
   void wait();
 
