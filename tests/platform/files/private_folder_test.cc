@@ -1,30 +1,22 @@
 #include "platform/files/private_folder.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <thread>
 #include <vector>
 
-#include "tests/support/temporary_folder.h"
+#include "tests/support/process_surroundings.h"
 
 namespace quelto::platform {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string errorOf(FileError error) {
-  constexpr const char* names[] = {"absent", "refused", "tooLarge", "failed"};
-  return names[static_cast<std::size_t>(error)];
-}
-
 template <typename Value>
 std::string resultOf(const FileResult<Value>& result) {
-  return result ? "done" : errorOf(result.error());
+  constexpr const char* errors[] = {"absent", "refused", "tooLarge", "failed"};
+  return result ? "done" : errors[static_cast<std::size_t>(result.error())];
 }
 
 /// A private folder with a file "name" that holds "content", below a folder that is removed at the end.
@@ -118,16 +110,10 @@ TEST(PrivateFolder, PublishesOneFileWholeForItsOwnerOnly) {
 TEST(PrivateFolder, PublishesNothingThatDoesNotFit) {
   const Surroundings around;
   const auto folder = PrivateFolder::open(around.path);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{.rlim_cur = 100, .rlim_max = 100};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::_exit(folder->publish("other", std::string(101, 'x')) ? 1 : 0);
+  {
+    const test::FileSizeLimit limit(100);
+    EXPECT_FALSE(folder->publish("other", std::string(101, 'x')));
   }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
   EXPECT_EQ(namesIn(around.path), std::vector<std::string>{"name"});
 }
 
