@@ -1,6 +1,5 @@
 #include "credentials/keychain_items.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
