@@ -61,8 +61,6 @@ class ServerList(EndToEndTest):
         for name, records, tunnel, words, expected in (
                 ("the list overrides", RECORD, None, full, listed),
                 ("the list only fills in", RECORD, " YES ", full, own),
-                ("nothing to override", RECORD, None, command, listed),
-                ("everything to fill in", RECORD, "yes", command, listed),
                 ("the destination wins over the list", RECORD, None, ["-l", "cli", "me@host:99"], mixed),
                 ("and over the words", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"], mixed),
                 ("a record without a port names 22", "host\t\tlisted", None, ["-p", "1", "host"],

@@ -14,9 +14,8 @@ class Tunnel(EndToEndTest):
         self.repository = self.path("repository")
         subprocess.run(["svnadmin", "create", self.repository], check=True, timeout=LIMIT)
         # Everything but the user and the port, and nothing of the person's own files.
-        with open(self.path("ssh_config"), "w") as file:
-            file.write(f"IdentityFile {self.server.identity}\nIdentitiesOnly yes\nIdentityAgent none\n"
-                       f"BatchMode yes\nUserKnownHostsFile {self.server.knownHosts}\nConnectTimeout 5\n")
+        self.write("ssh_config", f"IdentityFile {self.server.identity}\nIdentitiesOnly yes\nIdentityAgent none\n"
+                   f"BatchMode yes\nUserKnownHostsFile {self.server.knownHosts}\nConnectTimeout 5\n")
         # A path may hold a space, and svn splits the value like a shell.
         self.tool = f'"{TOOL}"'
         self.configured = f"{self.tool} -F {self.path('ssh_config')}"
@@ -48,11 +47,9 @@ class Tunnel(EndToEndTest):
             with self.subTest(name):
                 self.writeList(records)
                 copy = self.path(f"copy {revision}")
-                os.mkdir(copy)
-                with open(f"{copy}/file {revision}", "w") as file:
-                    file.write(name)
+                file = self.write(f"{copy}/file {revision}", name)
                 # svn takes the file that is already there into the copy.
-                for words in (("checkout", f"svn+ssh://{host}{self.repository}", copy), ("add", file.name),
+                for words in (("checkout", f"svn+ssh://{host}{self.repository}", copy), ("add", file),
                               ("commit", "-m", name, copy)):
                     result = self.svn(svnSsh, *words, tunnel=tunnel)
                     # The far shell reads the person's own start-up files, which may speak.

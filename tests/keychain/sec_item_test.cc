@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <set>
 
 #include "tests/support/sessions.h"
@@ -69,26 +70,24 @@ class SecItem : public testing::TestWithParam<Session> {
 INSTANTIATE_TEST_SUITE_P(In, SecItem, testing::ValuesIn(test::allSessions),
                          testing::PrintToStringParamName());
 
+/// With these attributes: each text is its own name, the number is 0.
+SecDictionary itemWith(const Entry& itemClass, SecDictionaryKey number,
+                       std::initializer_list<SecDictionaryKey> texts) {
+  SecDictionary item{itemClass, {number, std::int64_t{0}}};
+  for (const SecDictionaryKey text : texts) item.set(text, std::string(text));
+  return item;
+}
+
 TEST_P(SecItem, ResultsAreWhatIsAskedFor) {
   const std::set<SecDictionaryKey> notOfIdentity{kSecAttrLabel, kSecAttrComment, kSecAttrDescription};
-  const std::string label = "Label \u00E9";
-  const SecDictionary items[] = {{internet,
-                                  {kSecAttrAccount, std::string("ann")},
-                                  {kSecAttrServer, std::string("server")},
-                                  {kSecAttrPort, std::int64_t{0}},
-                                  {kSecAttrProtocol, std::string("ssh ")},
-                                  {kSecAttrPath, std::string("path")},
-                                  {kSecAttrAuthenticationType, std::string("dflt")},
-                                  {kSecAttrSecurityDomain, std::string("domain")},
-                                  {kSecAttrLabel, label}},
-                                 {generic,
-                                  {kSecAttrAccount, std::string("ann")},
-                                  {kSecAttrService, std::string("service")},
-                                  {kSecAttrGeneric, std::string("generic")},
-                                  {kSecAttrType, std::int64_t{1}},
-                                  {kSecAttrLabel, label},
-                                  {kSecAttrComment, std::string("comment")},
-                                  {kSecAttrDescription, std::string("description")}}};
+  const SecDictionary items[] = {
+      itemWith(generic, kSecAttrType,
+               {kSecAttrAccount, kSecAttrService, kSecAttrGeneric, kSecAttrLabel, kSecAttrComment,
+                kSecAttrDescription}),
+      itemWith(internet, kSecAttrPort,
+               {kSecAttrAccount, kSecAttrServer, kSecAttrProtocol, kSecAttrPath, kSecAttrAuthenticationType,
+                kSecAttrSecurityDomain, kSecAttrLabel, kSecAttrComment, kSecAttrDescription}),
+  };
   for (const SecDictionary& item : items) {
     std::optional<SecValue> result = std::string("left over");
     EXPECT_EQ(SecItemCopyMatching(item, &result), errSecItemNotFound);
