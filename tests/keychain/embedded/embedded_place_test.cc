@@ -122,18 +122,22 @@ TEST(EmbeddedPlace, IsRefusedAndLeftAloneWhenItIsNotAsItWas) {
   }
 }
 
-TEST(EmbeddedPlace, RunsNoTriggerThatSomebodyPutThere) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+/// With one item, alice's.
+class EmbeddedItem : public testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(addItem(store, "alice"), errSecSuccess); }
+
+  KeychainFolder folder;
+  EmbeddedKeychain store{folder.path()};
+};
+
+TEST_F(EmbeddedItem, IsRemovedByNoTriggerThatSomebodyPutThere) {
   folder.runSql("CREATE TRIGGER t AFTER INSERT ON item BEGIN DELETE FROM item WHERE id = 1; END");
   EXPECT_EQ(addItem(store, "bob"), errSecSuccess);
   EXPECT_EQ(findItem(store, "alice"), errSecSuccess);
 }
 
-TEST(EmbeddedPlace, IsRefusedAndGivesOutNothingWrongWhereverItIsCutOrABitIsTurned) {
-  const KeychainFolder folder;
-  ASSERT_EQ(addItem(*folder.opened(), "alice"), errSecSuccess);
+TEST_F(EmbeddedItem, IsNotGivenOutWrongWhereverAFileIsCutOrABitIsTurned) {
   const std::string key = contentOf(folder.key());
   for (std::size_t byte = 0; byte < key.size(); ++byte) {
     writeFile(folder.key(), withBitFlipped(key, byte));
@@ -211,10 +215,7 @@ TEST(EmbeddedPlace, MayBeAsDeepAsTheSystemAllows) {
   }
 }
 
-TEST(EmbeddedPlace, IsOpenedAnewWhenABackupTookItsPlace) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+TEST_F(EmbeddedItem, IsLookedForAnewWhenABackupTookItsPlace) {
   fs::copy(folder.database(), folder.above() + "/backup");
   ASSERT_EQ(addItem(store, "bob"), errSecSuccess);
   fs::rename(folder.above() + "/backup", folder.database());
@@ -223,16 +224,14 @@ TEST(EmbeddedPlace, IsOpenedAnewWhenABackupTookItsPlace) {
   EXPECT_EQ(findItem(*folder.opened(), "carol"), errSecSuccess);
 }
 
-TEST(EmbeddedPlace, HasADatabaseThatIsNotOpenedThroughALink) {
-  const KeychainFolder folder;
-  ASSERT_EQ(addItem(*folder.opened(), "alice"), errSecSuccess);
+TEST_F(EmbeddedItem, IsInADatabaseThatIsNotOpenedThroughALink) {
   fs::rename(folder.database(), folder.above() + "/elsewhere");
   fs::create_symlink(folder.above() + "/elsewhere", folder.database());
   EXPECT_THROW(folder.runSql("DELETE FROM item"), embedded::Failure)
       << "a link that comes after the look at it";
 }
 
-TEST(EmbeddedItem, IsNotGivenOutWhenItsRowWasAlteredAndInNobodysWay) {
+TEST(AlteredEmbeddedItem, IsNotGivenOutAndInNobodysWay) {
   const ItemMatch alice = matchOf("alice");
   // alice is row 1, mallory row 2
   const struct {
@@ -282,10 +281,8 @@ TEST(EmbeddedItem, IsNotGivenOutWhenItsRowWasAlteredAndInNobodysWay) {
   }
 }
 
-TEST(EmbeddedItem, IsNeitherGivenOutNorRemovedForAColumnThatIsWrongAboutIt) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  ASSERT_EQ(addItem(store, "alice") + addItem(store, "bob"), errSecSuccess);
+TEST_F(EmbeddedItem, IsNeitherGivenOutNorRemovedForAColumnThatIsWrongAboutIt) {
+  ASSERT_EQ(addItem(store, "bob"), errSecSuccess);
   folder.runSql("UPDATE item SET main = CAST('other' AS BLOB) WHERE id = 2");
   const ItemMatch other{ItemClass::genericPassword, {{"service", "other"}}};
   EXPECT_EQ(findItem(store, "bob", other), errSecAuthFailed);
@@ -295,20 +292,14 @@ TEST(EmbeddedItem, IsNeitherGivenOutNorRemovedForAColumnThatIsWrongAboutIt) {
   EXPECT_EQ(findItem(store, "bob", other), errSecItemNotFound);
 }
 
-TEST(EmbeddedItem, IsSealedForItsNumberWhichNoOtherGets) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+TEST_F(EmbeddedItem, IsSealedForItsNumberWhichNoOtherGets) {
   folder.runSql("CREATE TABLE old AS SELECT * FROM item");
   ASSERT_EQ(store.remove(matchOf("alice")) + addItem(store, "alice"), errSecSuccess);
   folder.runSql("UPDATE item SET (attributes, sealed) = (SELECT attributes, sealed FROM old)");
   EXPECT_EQ(findItem(store, "alice"), errSecAuthFailed) << "a secret that was removed";
 }
 
-TEST(EmbeddedItem, LeavesNoPlainSecretAndNothingOfWhatWasRemoved) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
+TEST_F(EmbeddedItem, LeavesNoPlainSecretAndNothingOfWhatWasRemoved) {
   EXPECT_EQ(contentOf(folder.database()).find("secret of alice"), std::string::npos);
   EXPECT_NE(contentOf(folder.database()).find("svn: alice"), std::string::npos);
   ASSERT_EQ(store.remove(matchOf("alice")), errSecSuccess);
