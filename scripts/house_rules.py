@@ -26,9 +26,9 @@ ROOMS = {
     "keychain": ("platform/crypto", "platform/text", "platform/user"),
     "keychain/embedded": ("keychain",),
     "keychain/secret_service": ("keychain",),
-    "items": ("keychain", "ui"),
+    "items": ("ini", "keychain", "ui"),
     "securefile": ("items",),
-    "credentials": ("items",),
+    "credentials": ("securefile",),
     "launcher": ("credentials",),
 }
 # Beside platform/ and programs/, these name libraries and headers of the system.

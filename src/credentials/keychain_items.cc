@@ -11,6 +11,7 @@
 namespace quelto::credentials {
 namespace {
 
+using items::Account;
 using items::SecPasswordStruct;
 using keychain::SecData;
 using keychain::SecDictionary;

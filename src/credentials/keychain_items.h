@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "items/account.h"
 #include "items/item_records.h"
 #include "platform/secrets/secret.h"
 
@@ -15,14 +16,9 @@ namespace quelto::credentials {
 /// The secret of the first item that matches; absent also when it is not UTF-8.
 [[nodiscard]] std::optional<platform::Secret> loadSecItemPassword(const items::SecPasswordStruct& match);
 
-struct Account {
-  std::string username;
-  platform::Secret password;
-};
-
 /// Account and secret of the first item that matches; absent also when it has no account, or its secret is
 /// not UTF-8. These calls, and no others, wait for each other.
-[[nodiscard]] std::optional<Account> loadSecItemAccount(const items::SecPasswordStruct& match);
+[[nodiscard]] std::optional<items::Account> loadSecItemAccount(const items::SecPasswordStruct& match);
 
 struct SecItemAddition {
   items::SecPasswordStruct settings;

@@ -35,7 +35,7 @@ void IniFile::setIgnoreCase(bool ignoreCase) {
 
 bool IniFile::reload() {
   values = {};
-  hasCutValues_ = false;
+  hasLostEntries_ = false;
   const auto content = platform::readTrustedFile(file_, maximumFileSize);
   isMissing_ = content.isAbsent();
   error_ = !content || !platform::isValidUtf8(*content);
@@ -46,7 +46,7 @@ bool IniFile::reload() {
   IniParser lines = parser();
   util::forEachLine(text, [&lines](std::string_view line) { lines.takeLine(line); });
   values = lines.takeValues();
-  hasCutValues_ = lines.hasCutValues();
+  hasLostEntries_ = lines.hasLostEntries();
   return error_;
 }
 

@@ -37,7 +37,7 @@ namespace quelto::ini {
 /// A map that holds anything but UTF-8 is not saved at all.
 ///
 /// Where lines end in CR LF, a wrapped value ends after its first piece, at the empty line between the two:
-/// see `hasCutValues`.
+/// see `hasLostEntries`.
 class IniFile {
  public:
   using OnError =
@@ -67,9 +67,10 @@ class IniFile {
   /// Whether there was no such file at the last `reload`: the one `error` after which a save loses nothing.
   [[nodiscard]] bool isMissing() const { return isMissing_; }
 
-  /// Whether the file that was read last had pieces of a wrapped value after an empty line, which ends a
-  /// value. They are not in `values`, and a save would lose them.
-  [[nodiscard]] bool hasCutValues() const { return hasCutValues_; }
+  /// Whether the file that was read last has what the format drops although a person can still read it:
+  /// pieces of a wrapped value after an empty line, which ends a value, or section headers after a
+  /// continuation without a key, which takes all lines to the end. A save would lose them.
+  [[nodiscard]] bool hasLostEntries() const { return hasLostEntries_; }
 
   /// Reads the file into `values`, without a byte-order mark. Returns `error`.
   bool reload();
@@ -117,7 +118,7 @@ class IniFile {
   bool ignoreCase_;
   bool error_ = false;
   bool isMissing_ = false;
-  bool hasCutValues_ = false;
+  bool hasLostEntries_ = false;
 };
 
 }  // namespace quelto::ini

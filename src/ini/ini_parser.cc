@@ -14,6 +14,8 @@ std::string_view unquoted(std::string_view text) {
   return text.size() == 1 ? "" : text.substr(1, text.size() - 2);
 }
 
+bool isHeader(std::string_view trimmed) { return trimmed.starts_with('[') && trimmed.ends_with(']'); }
+
 std::string_view withoutContinuation(std::string_view text) {
   return util::trim(text.substr(0, text.size() - continuation.size()));
 }
@@ -29,7 +31,7 @@ void IniParser::takeLine(std::string_view line) {
   }
   noteCutValue(trimmed);
   if (trimmed.empty() || trimmed.starts_with(';') || trimmed.starts_with('#')) return;
-  if (trimmed.starts_with('[') && trimmed.ends_with(']')) {
+  if (isHeader(trimmed)) {
     const std::string name = nameOf(trimmed.substr(1, trimmed.size() - 2));
     section_ = name.empty() ? nullptr : &values_[name];
     if (name.empty()) reject(IniError::emptySectionName, line);
@@ -40,6 +42,7 @@ void IniParser::takeLine(std::string_view line) {
 
 void IniParser::continueValue(std::string_view line, std::string_view trimmed) {
   if (value_ == nullptr) {
+    hasLostEntries_ |= isHeader(trimmed);
     reject(IniError::driftContinuation, line);
     return;
   }
@@ -73,7 +76,7 @@ void IniParser::takeContent(std::string_view line, std::string_view trimmed) {
 
 void IniParser::noteCutValue(std::string_view trimmed) {
   if (trimmed.empty()) return;
-  hasCutValues_ |= endedByEmptyLine_ && trimmed.starts_with('"');
+  hasLostEntries_ |= endedByEmptyLine_ && trimmed.starts_with('"');
   endedByEmptyLine_ = false;
 }
 

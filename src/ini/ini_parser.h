@@ -28,8 +28,9 @@ class IniParser {
   /// What the lines so far have given; at the end only.
   [[nodiscard]] IniValues takeValues() { return std::move(values_); }
 
-  /// Whether pieces of a wrapped value came after an empty line, which ends a value.
-  [[nodiscard]] bool hasCutValues() const { return hasCutValues_; }
+  /// Whether there were pieces of a wrapped value after an empty line, which ends a value, or section headers
+  /// after a continuation without a key.
+  [[nodiscard]] bool hasLostEntries() const { return hasLostEntries_; }
 
  private:
   void continueValue(std::string_view line, std::string_view trimmed);
@@ -48,7 +49,7 @@ class IniParser {
   std::string* value_ = nullptr;
   bool continues_ = false;
   bool endedByEmptyLine_ = false;
-  bool hasCutValues_ = false;
+  bool hasLostEntries_ = false;
 };
 
 }  // namespace quelto::ini

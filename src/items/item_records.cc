@@ -25,44 +25,55 @@ void addCode(SecDictionary& dictionary, SecDictionaryKey key, std::optional<Code
   if (code && *code != Code{}) dictionary.set(key, fourCharString(*code));
 }
 
+struct Entry {
+  std::string_view key;
+  std::string value;
+};
+
+ini::IniSection sectionOf(std::initializer_list<Entry> entries) {
+  ini::IniSection section;
+  for (const auto& [key, value] : entries) section[key] = value;
+  return section;
+}
+
 /// Of an absent code, four NULs.
 template <typename Code>
 std::string codeText(std::optional<Code> code) {
   return fourCharString(code.value_or(Code{}));
 }
 
-ItemEntry entry(const GeneralPassword& item) {
-  return {{"class", "general"},
-          {"account", item.account.value_or("")},
-          {"service", item.service.value_or("")},
-          {"generic", item.generic.value_or("")},
-          {"label", item.label.value_or("")},
-          {"description", item.description.value_or("")},
-          {"comment", item.comment.value_or("")}};
+ini::IniSection entry(const GeneralPassword& item) {
+  return sectionOf({{"class", "general"},
+                    {"account", item.account.value_or("")},
+                    {"service", item.service.value_or("")},
+                    {"generic", item.generic.value_or("")},
+                    {"label", item.label.value_or("")},
+                    {"description", item.description.value_or("")},
+                    {"comment", item.comment.value_or("")}});
 }
 
-ItemEntry entry(const InternetPassword& item) {
-  return {{"class", "internet"},
-          {"account", item.account.value_or("")},
-          {"domain", item.domain.value_or("")},
-          {"server", item.server.value_or("")},
-          {"path", item.path.value_or("")},
-          {"port", std::to_string(item.port.value_or(0))},
-          {"scheme", codeText(item.scheme)},
-          {"auth", codeText(item.auth)},
-          {"label", item.label.value_or("")},
-          {"description", item.description.value_or("")},
-          {"comment", item.comment.value_or("")}};
+ini::IniSection entry(const InternetPassword& item) {
+  return sectionOf({{"class", "internet"},
+                    {"account", item.account.value_or("")},
+                    {"domain", item.domain.value_or("")},
+                    {"server", item.server.value_or("")},
+                    {"path", item.path.value_or("")},
+                    {"port", std::to_string(item.port.value_or(0))},
+                    {"scheme", codeText(item.scheme)},
+                    {"auth", codeText(item.auth)},
+                    {"label", item.label.value_or("")},
+                    {"description", item.description.value_or("")},
+                    {"comment", item.comment.value_or("")}});
 }
 
-ItemEntry entry(const SecureNote& item) {
-  return {{"class", "securenote"},
-          {"account", item.account.value_or("")},
-          {"name", item.name.value_or("")},
-          {"generic", item.generic.value_or("")},
-          {"label", item.label.value_or("")},
-          {"description", std::string(SecureNote::description)},
-          {"comment", item.comment.value_or("")}};
+ini::IniSection entry(const SecureNote& item) {
+  return sectionOf({{"class", "securenote"},
+                    {"account", item.account.value_or("")},
+                    {"name", item.name.value_or("")},
+                    {"generic", item.generic.value_or("")},
+                    {"label", item.label.value_or("")},
+                    {"description", std::string(SecureNote::description)},
+                    {"comment", item.comment.value_or("")}});
 }
 
 }  // namespace
@@ -108,7 +119,7 @@ SecDictionary buildMatchDicton(const SecPasswordStruct& record) {
   return std::visit([](const auto& item) { return item.buildMatchDicton(); }, record);
 }
 
-ItemEntry entryOf(const SecPasswordStruct& record) {
+ini::IniSection entryOf(const SecPasswordStruct& record) {
   return std::visit([](const auto& item) { return entry(item); }, record);
 }
 

@@ -4,10 +4,9 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
-#include <vector>
 
+#include "ini/ini_parser.h"
 #include "items/four_char_code.h"
 #include "keychain/sec_dictionary.h"
 
@@ -65,7 +64,6 @@ using SecPasswordStruct = std::variant<GeneralPassword, InternetPassword, Secure
 /// An item's section in the password file, up to its password and times: its keys, in the order in which they
 /// are written, with the record's fields. An absent text is the empty text, an absent port "0", an absent
 /// code four NULs. Thread-safe.
-using ItemEntry = std::vector<std::pair<std::string_view, std::string>>;
-[[nodiscard]] ItemEntry entryOf(const SecPasswordStruct& record);
+[[nodiscard]] ini::IniSection entryOf(const SecPasswordStruct& record);
 
 }  // namespace quelto::items

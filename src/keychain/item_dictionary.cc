@@ -5,14 +5,13 @@
 #include <charconv>
 #include <span>
 
+#include "keychain/sec_key.h"
+
 namespace quelto::keychain {
 namespace {
 
 constexpr std::array keyTypes{kSecAttrKeyTypeRSA};
 constexpr std::array keyClasses{kSecAttrKeyClassPublic, kSecAttrKeyClassPrivate};
-
-/// A longer key takes minutes to make, and OpenSSL refuses to use it.
-constexpr std::int64_t maximumKeyBits = 16384;
 
 enum class ValueType { text, number, flag, bytes, constant };
 
@@ -249,7 +248,7 @@ std::optional<NewKeyPair> newKeyPairOf(const SecDictionary& dictionary) {
   }
   const auto* bits = dictionary.find<std::int64_t>(kSecAttrKeySizeInBits);
   if (classOf(dictionary) != ItemClass::key || !shared.contains(kSecAttrKeyType) || bits == nullptr ||
-      *bits <= 0 || *bits > maximumKeyBits) {
+      *bits < minimumKeySize || *bits > maximumKeySize) {
     return std::nullopt;
   }
   NewKeyPair pair{.bits = static_cast<unsigned>(*bits),

@@ -5,18 +5,14 @@
 
 #include "keychain/item_dictionary.h"
 #include "keychain/item_place.h"
-#include "platform/crypto/crypto_service.h"
 
 namespace quelto::keychain {
-
-using platform::RsaHalf;
 
 SecKeyRef SecKey::open(Half half, const platform::Secret& der) {
   if (!canUseKeys()) return nullptr;
   const std::shared_ptr<SecKey> key(new SecKey);
   if (half == Half::privateKey) key->coreDumpsOff_.emplace();
-  key->rsaKey_ = platform::crypto()->openRsaKey(
-      half == Half::privateKey ? RsaHalf::privateKey : RsaHalf::publicKey, der.view());
+  key->rsaKey_ = platform::crypto()->openRsaKey(half, der.view());
   return key->rsaKey_ != nullptr ? key : nullptr;
 }
 

@@ -7,12 +7,9 @@
 
 #include "keychain/os_status.h"
 #include "keychain/sec_dictionary.h"
+#include "platform/crypto/crypto_service.h"
 #include "platform/secrets/core_dumps.h"
 #include "platform/secrets/secret.h"
-
-namespace quelto::platform {
-class RsaKey;
-}
 
 /// RSA key pairs (RFC 8017) that live in the keychain. Thread-safe.
 namespace quelto::keychain {
@@ -20,7 +17,7 @@ namespace quelto::keychain {
 /// One half of a pair. As long as a private half exists, the process writes no core file.
 class SecKey {
  public:
-  enum class Half { publicKey, privateKey };
+  using Half = platform::RsaHalf;
 
   /// Reads a half in DER, as the keychain stores it; null when it is not one, or the crypto module is
   /// missing.
@@ -34,6 +31,10 @@ class SecKey {
   std::optional<platform::CoreDumpsOff> coreDumpsOff_;
   std::shared_ptr<const platform::RsaKey> rsaKey_;
 };
+
+/// What RSA keys may have, in bits: OpenSSL makes none below, and needs minutes for one above.
+inline constexpr std::int64_t minimumKeySize = 512;
+inline constexpr std::int64_t maximumKeySize = 16384;
 
 /// Whether keys can be made and used here: the crypto module is installed.
 [[nodiscard]] bool canUseKeys();

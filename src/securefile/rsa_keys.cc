@@ -97,6 +97,7 @@ std::optional<Secret> inPieces(std::string_view input, std::size_t pieceSize, st
 }  // namespace
 
 std::optional<RSAKeyPair> generateRSAKeyPair(const NewRSAKeyPair& wanted) {
+  if (wanted.keySize < minimumKeySize || wanted.keySize > maximumKeySize) return std::nullopt;
   const SecDictionary attributes = attributesOf(wanted);
   deleteAll(wanted.identify, Half::publicKey);
   deleteAll(wanted.identify, Half::privateKey);

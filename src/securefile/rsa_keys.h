@@ -30,7 +30,8 @@ struct NewRSAKeyPair {
   std::vector<std::string> trustedAppPaths;
 };
 /// Makes a pair in place of every pair of that identity, of whatever size. Absent when it cannot be made or
-/// its public half not be found again; the old pairs may be gone then.
+/// its public half not be found again; the old pairs may be gone then, but not for a size that no key has
+/// (`keychain::minimumKeySize`).
 [[nodiscard]] std::optional<RSAKeyPair> generateRSAKeyPair(const NewRSAKeyPair& wanted);
 
 struct RSAKeySearch {

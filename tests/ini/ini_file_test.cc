@@ -122,7 +122,7 @@ TEST(IniFile, TellsThatValuesAreCut) {
     ASSERT_TRUE(file.saveAll(120, ""));
     ASSERT_EQ(std::system(("cd " + folder.path() + " && " + row.command).c_str()), 0) << row.name;
     EXPECT_FALSE(file.reload()) << row.name;
-    EXPECT_EQ(file.hasCutValues(), row.isCut) << row.name;
+    EXPECT_EQ(file.hasLostEntries(), row.isCut) << row.name;
   }
 }
 

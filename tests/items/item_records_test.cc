@@ -56,7 +56,7 @@ std::string textOf(const keychain::SecDictionary& match) {
   return all.str();
 }
 
-std::string textOf(const ItemEntry& entry) {
+std::string textOf(const ini::IniSection& entry) {
   std::ostringstream all;
   for (const auto& [key, value] : entry) all << key << "=" << value << ";";
   return all.str();

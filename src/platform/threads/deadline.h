@@ -4,7 +4,7 @@
 
 namespace quelto::platform {
 
-/// The time at which a call gives up. An immutable value; thread-safe.
+/// The time at which a call gives up. A value; const calls are thread-safe.
 class Deadline {
  public:
   using Clock = std::chrono::steady_clock;
@@ -16,6 +16,11 @@ class Deadline {
 
   [[nodiscard]] bool isOver() const noexcept { return Clock::now() >= time_; }
   [[nodiscard]] Clock::time_point time() const noexcept { return time_; }
+
+  /// Moves it so much further away.
+  void postpone(Clock::duration time) noexcept {
+    if (time_ != Clock::time_point::max()) time_ += time;
+  }
 
   /// What is left, rounded up; 0 once it is over.
   [[nodiscard]] std::chrono::milliseconds timeLeft() const noexcept;

@@ -2,18 +2,85 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
 #include <thread>
+#include <vector>
+
+#include "platform/threads/main_queue.h"
 
 namespace quelto::platform {
 namespace {
 
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
 TEST(SemaphoreTest, CountsAndGivesUp) {
-  Semaphore semaphore(1);
-  EXPECT_TRUE(semaphore.waitFor(std::chrono::seconds(60)));
-  EXPECT_FALSE(semaphore.waitFor(std::chrono::milliseconds(1)));
-  std::jthread worker([&semaphore] { semaphore.signal(); });
-  EXPECT_TRUE(semaphore.waitFor(std::chrono::seconds(60)));
-  EXPECT_FALSE(semaphore.waitFor(std::chrono::milliseconds(0)));
+  const auto test = [] {
+    Semaphore semaphore(1);
+    EXPECT_TRUE(semaphore.waitFor(seconds(60)));
+    EXPECT_FALSE(semaphore.waitFor(milliseconds(1)));
+    std::jthread worker([&semaphore] { semaphore.signal(); });
+    EXPECT_TRUE(semaphore.waitFor(seconds(60)));
+    EXPECT_FALSE(semaphore.waitFor(milliseconds(0)));
+    worker = std::jthread([&semaphore] { semaphore.signal(); });
+    semaphore.wait();
+  };
+  test();
+  std::jthread beside(test);
+}
+
+TEST(MainQueue, IsServedWhileTheMainThreadWaits) {
+  // The main thread waits for what a worker holds that waits for the main thread.
+  Semaphore turn(1);
+  Semaphore taken(0);
+  std::string told;
+  const auto tell = [&told](const char* text) {
+    EXPECT_TRUE(isMainThread());
+    told += text;
+  };
+  std::jthread worker([&] {
+    EXPECT_FALSE(isMainThread());
+    turn.wait();
+    taken.signal();
+    runOnMainThread([&] { tell("one "); });
+    runOnMainThread([&] {
+      tell("two ");
+      runOnMainThread([&] { tell("nested "); });
+    });
+    told += "worker ";
+    turn.signal();
+  });
+  taken.wait();
+  turn.wait();
+  runOnMainThread([&] { tell("main"); });
+  EXPECT_EQ(told, "one two nested worker main");
+}
+
+TEST(MainQueue, TakesNoTimeFromTheLimitOfAWait) {
+  Semaphore finish(0);
+  Semaphore never(0);
+  std::jthread worker([&] {
+    runOnMainThread([&] { EXPECT_FALSE(never.waitFor(milliseconds(1500))); });
+    std::this_thread::sleep_for(milliseconds(100));
+    finish.signal();
+  });
+  EXPECT_TRUE(finish.waitFor(seconds(1))) << "only the time without tasks counts";
+}
+
+TEST(MainQueue, RunsTheTasksOfManyThreads) {
+  constexpr int threads = 8;
+  constexpr int tasks = 200;
+  Semaphore done(0);
+  int run = 0;
+  std::vector<std::jthread> workers;
+  for (int thread = 0; thread < threads; ++thread) {
+    workers.emplace_back([&] {
+      for (int task = 0; task < tasks; ++task) runOnMainThread([&run] { ++run; });
+      done.signal();
+    });
+  }
+  for (int thread = 0; thread < threads; ++thread) done.wait();
+  EXPECT_EQ(run, threads * tasks);
 }
 
 }  // namespace
