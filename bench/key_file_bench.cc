@@ -80,7 +80,7 @@ void writeBytes(benchmark::State& state) {
   const std::string path = home(state).path();
   const std::string content = platform::readFile(path, maximumSize).value();
   for (auto _ : state)
-    require(platform::replaceFile(path, content, platform::OwnLink::followed), "not written");
+    require(platform::replaceFile(path, content, platform::Links::ownFollowed), "not written");
 }
 
 void find(benchmark::State& state) {
@@ -96,7 +96,7 @@ void add(benchmark::State& state) {
   for (auto _ : state) {
     require(KeyFile::addSecItem(note(1'000'000), platform::Secret("s")), "not added");
     state.PauseTiming();
-    require(platform::replaceFile(keys.path(), before, platform::OwnLink::followed), "not written");
+    require(platform::replaceFile(keys.path(), before, platform::Links::ownFollowed), "not written");
     state.ResumeTiming();
   }
 }
@@ -107,7 +107,7 @@ void remove(benchmark::State& state) {
   for (auto _ : state) {
     require(KeyFile::deleteSecItem(note(0), KeyFile::DeleteAll::yes), "not deleted");
     state.PauseTiming();
-    require(platform::replaceFile(keys.path(), before, platform::OwnLink::followed), "not written");
+    require(platform::replaceFile(keys.path(), before, platform::Links::ownFollowed), "not written");
     state.ResumeTiming();
   }
 }

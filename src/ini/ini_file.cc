@@ -65,7 +65,7 @@ IniParser IniFile::parser() const {
 bool IniFile::saveAll(std::optional<std::int64_t> lineLen, std::string_view headComment) const {
   const std::string text = iniText(values, lineLen, headComment);
   return text.size() <= maximumFileSize && platform::isValidUtf8(text) &&
-         platform::replaceFile(file_, text, platform::OwnLink::followed);
+         platform::replaceFile(file_, text, platform::Links::ownFollowed);
 }
 
 void IniFile::readError(std::int64_t index, std::string_view line, IniError error) const {

@@ -7,6 +7,7 @@
 #include "launcher/ssh_invocation.h"
 #include "launcher/ssh_run.h"
 #include "launcher/user_name_flow.h"
+#include "platform/children/caller_watch.h"
 #include "platform/files/standard_streams.h"
 #include "platform/signals/leave.h"
 #include "platform/signals/signals.h"
@@ -20,6 +21,7 @@ int main(int argc, char** argv) {
 
   if (!platform::openMissingStandardStreams()) return 255;
   platform::rememberSignalsAtStart();
+  platform::rememberCaller();
 
   const launcher::Program program = launcher::thisProgram();
   if (argc < 2) return platform::writeStandardOutput(launcher::banner(program.full_version)) ? 0 : 255;
@@ -30,9 +32,9 @@ int main(int argc, char** argv) {
   if (!request) ui::failWith(ui::invalidEnvironment, program.localizedTable);
 
   std::string& username = request->settings.username;
-  // Counts the background tasks that have ended; the one count says that none is pending.
+  // Holds one count while no background task is pending.
   platform::Semaphore finish(1);
-  if (username.empty()) username = launcher::findUserName(request->_host, program);
+  if (username.empty()) username = launcher::findUserName(*request, program, finish);
 
   const auto status = launcher::runSsh(launcher::sshInvocation(*request), finish);
   if (!status) ui::failWith(ui::runSshFailed, program.localizedTable);

@@ -4,8 +4,10 @@
 
 #include "launcher/forwarding_signal.h"
 #include "launcher/ssh_locator.h"
+#include "platform/dialog/question_watch.h"
 #include "platform/signals/reset_signal.h"
 #include "platform/signals/signals.h"
+#include "platform/threads/background.h"
 
 namespace quelto::launcher {
 namespace {
@@ -23,14 +25,36 @@ bool launchTask(const platform::ChildOptions& ssh) {
   return launched;
 }
 
+/// Whether no background task is pending.
+bool isIdle(platform::Semaphore& finish) {
+  const bool isIdle = finish.waitFor(std::chrono::milliseconds::zero());
+  if (isIdle) finish.signal();
+  return isIdle;
+}
+
+/// Waits for ssh's end and asks meanwhile what a background task wants to ask, in the time that is left until
+/// then: ssh's caller waits for our end.
+void waitWhileServing() {
+  // Never destroyed, since the thread may still be about to leave it.
+  auto* const ended = new platform::Semaphore(0);
+  platform::runInBackground([ended] {
+    task.waitForEnd();
+    platform::abandonQuestions();
+    ended->signal();
+  });
+  ended->wait();
+}
+
 }  // namespace
 
 std::optional<int> runSsh(const platform::ChildOptions& ssh, platform::Semaphore& finish) {
   std::optional<int> status;
   if (launchTask(ssh)) {
+    if (!isIdle(finish)) waitWhileServing();
     status = task.waitUntilExit();
     platform::resetSignals(forwardedSignals);
   }
+  if (!isIdle(finish)) platform::abandonQuestions();
   // A background task that is late does not change the status.
   (void)finish.waitFor(finishLimit);
   return status;

@@ -1,9 +1,19 @@
 #include "launcher/user_name_flow.h"
 
+#include <chrono>
+#include <functional>
+#include <utility>
+
+#include "launcher/host_accounts.h"
+#include "launcher/look_up.h"
+#include "launcher/marker_file.h"
+#include "platform/threads/background.h"
 #include "ui/dialogs.h"
 
 namespace quelto::launcher {
 namespace {
+
+constexpr std::chrono::seconds lookUpLimit{5};
 
 ui::FieldAnswer askForUserName(const std::string& host, const Program& program) {
   return ui::showFieldDialog({.iconId = "prompt.png",
@@ -25,13 +35,51 @@ ui::FieldAnswer askForUserName(const std::string& host, const Program& program) 
                               .resourceUrl = program.resourceUrl});
 }
 
+/// Runs the task in the background; `finish` gets its count back when it ends.
+void startTask(std::function<void()> task, platform::Semaphore& finish) {
+  platform::runInBackground([task = std::move(task), &finish] {
+    task();
+    finish.signal();
+  });
+}
+
+/// Puts the answer's tick into effect. `finish` gets its count back at once or when that is done.
+void remember(const ui::FieldAnswer& answer, const HostAccounts& accounts, const Request& request,
+              platform::Semaphore& finish) {
+  if (!answer.remember) {
+    startTask([accounts] { accounts.deleteAccount(); }, finish);
+  } else if (answer.text.empty()) {
+    finish.signal();
+  } else {
+    startTask(
+        [accounts, username = answer.text, identifyFile = request.identifyFile, host = request._host] {
+          accounts.saveAccount(username);
+          writeMarkerFile(identifyFile, host);
+        },
+        finish);
+  }
+}
+
 }  // namespace
 
-std::string findUserName(const std::string& host, const Program& program) {
-  std::string username;
-  // The answer's tick has no effect: nothing is remembered yet.
-  while (username.empty()) username = askForUserName(host, program).text;
-  return username;
+std::string findUserName(const Request& request, const Program& program, platform::Semaphore& finish) {
+  const HostAccounts accounts(request, program);
+  for (;;) {
+    finish.wait();
+    std::string username = lookedUp([accounts] { return accounts.loadSavedAccount(); }, lookUpLimit, finish);
+    if (!username.empty()) {
+      writeMarkerFile(request.identifyFile, request._host);
+    } else {
+      username = lookedUp([accounts] { return accounts.loadPasswordAccount(); }, lookUpLimit, finish);
+    }
+    if (!username.empty()) {
+      finish.signal();
+      return username;
+    }
+    ui::FieldAnswer answer = askForUserName(request._host, program);
+    remember(answer, accounts, request, finish);
+    if (!answer.text.empty()) return std::move(answer.text);
+  }
 }
 
 }  // namespace quelto::launcher

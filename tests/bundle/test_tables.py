@@ -28,6 +28,8 @@ OWN = re.search(r'std::string localizedTable = "(\w+)"', SOURCES)[1]
 DEFAULTS = (
     (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default =\s*"(?P<text>[^"]*)"'
      r'(?=[^;]*?\.\w*[tT]able = (?:std::string\()?(?P<table>[\w.:"]+)|)', None),
+    (r'textWithPrefix\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"),
+    (r'\btext\("(?P<key>\w+)", "(?P<text>[^"]*)", \{', OWN),
     (r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}', OWN),
     (r'localizedString\("(?P<key>\w+)", (?P<table>"\w*"|[\w.:]+), "(?P<text>[^"]*)"\)', None),
     (r'word\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"))

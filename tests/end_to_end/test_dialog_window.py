@@ -326,7 +326,7 @@ class Privacy(DialogTest):
         words, command = (HOST, "svnserve", "-t"), {"SSH_ORIGINAL": ssh}
         told = f"-l alice alice@{' '.join(words)}\n".encode()
         with self.subTest("terminal"):
-            self.answerOnTerminal(words, (("username: ", "alice\n\n"),),
+            self.answerOnTerminal(words, (("username: ", "alice\nn\n"),),
                                   {**answered("early"), "stderr": told}, program=TOOL, change=command,
                                   script='"$@" <<END\nearly\nEND')
         with self.subTest("window"):

@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "platform/bundle/bundle.h"
+#include "platform/children/caller_watch.h"
 #include "platform/user/environment.h"
 #include "ui/dialogs.h"
 #include "ui/localized_strings.h"
@@ -12,6 +13,7 @@
 /// from AUTH_LANGUAGE.
 int main(int argc, char** argv) {
   using namespace quelto;
+  platform::rememberCaller();
   const std::string_view kind = argc > 1 ? argv[1] : "";
   const std::string resources = platform::Bundle::mainBundle().resourceFolder();
   ui::globalCustomLanguage = platform::environmentValue("AUTH_LANGUAGE");

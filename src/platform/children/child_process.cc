@@ -72,13 +72,6 @@ class SpawnFileActions {
   posix_spawn_file_actions_t actions_;
 };
 
-/// Waits until the child has ended but leaves it to be reaped, so that its id stays taken.
-void waitWithoutReaping(pid_t id) {
-  siginfo_t info{};
-  while (::waitid(P_PID, static_cast<id_t>(id), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
-  }
-}
-
 }  // namespace
 
 bool ChildProcess::launch(const ChildOptions& options) {
@@ -101,8 +94,15 @@ bool ChildProcess::launch(const ChildOptions& options) {
   return true;
 }
 
+void ChildProcess::waitForEnd() const {
+  siginfo_t info{};
+  // Not reaped, so that its id stays taken.
+  while (::waitid(P_PID, static_cast<id_t>(id_), &info, WEXITED | WNOWAIT) != 0 && errno == EINTR) {
+  }
+}
+
 int ChildProcess::waitUntilExit() {
-  waitWithoutReaping(id_);
+  waitForEnd();
   reachableId_.store(0);
   while (callersInTerminate_.load() != 0) ::sched_yield();
   int status = 0;

@@ -23,6 +23,10 @@ class ChildProcess {
   /// to 2 only. False when it cannot be started, which includes a program, argument or variable with a NUL.
   [[nodiscard]] bool launch(const ChildOptions& options);
 
+  /// Waits for the end of the launched child, which stays to be waited for. Between `launch` and
+  /// `waitUntilExit` only; on any thread.
+  void waitForEnd() const;
+
   /// Waits for the end of the launched child and returns its termination status: the exit status, or the
   /// number of the signal that ended it. To be called exactly once after each successful launch.
   [[nodiscard]] int waitUntilExit();

@@ -63,7 +63,7 @@ class UserNotification {
   UserNotification& operator=(const UserNotification&) = delete;
 
   /// Waits for the answer without a time limit. Absent when the question was lost: the display, the terminal
-  /// or the dialog's program is gone.
+  /// or the dialog's program is gone, or nobody wants the answer any more (`QuestionWatch`).
   [[nodiscard]] virtual std::optional<NotificationResponse> receiveResponse() = 0;
 };
 

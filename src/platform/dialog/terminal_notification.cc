@@ -1,12 +1,14 @@
 #include "platform/dialog/terminal_notification.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 
+#include "platform/dialog/question_watch.h"
 #include "platform/dialog/terminal_modes_signal.h"
 #include "platform/files/descriptor_io.h"
 #include "platform/files/unique_fd.h"
@@ -16,7 +18,8 @@
 namespace quelto::platform {
 namespace {
 
-/// How a question ended: with an answer, at the end of the input, or because the terminal is gone.
+/// How a question ended: with an answer, at the end of the input, or because the terminal is gone or nobody
+/// wants the answer any more.
 enum class Ending { answered, cancelled, lost };
 
 /// The form in which answers are compared: lower case, without blanks at both ends.
@@ -145,6 +148,8 @@ class TerminalNotification final : public UserNotification {
   Ending readLine(std::string& line) {
     std::array<char, 4096> buffer;
     for (;;) {
+      pollfd request{.fd = terminal_.get(), .events = POLLIN, .revents = 0};
+      if (!watch_.pollUntil({&request, 1}, Deadline::never())) return Ending::lost;
       const auto count = readSome(terminal_.get(), buffer);
       if (!count) return Ending::lost;
       if (*count == 0) return Ending::cancelled;
@@ -158,6 +163,7 @@ class TerminalNotification final : public UserNotification {
     (void)writeAll(terminal_.get(), text);
   }
 
+  QuestionWatch watch_;
   UniqueFd terminal_;
   std::uint32_t flags_;
   NotificationDictionary dictionary_;

@@ -1,5 +1,6 @@
 #include "platform/dialog/user_notification.h"
 
+#include "platform/dialog/question_watch.h"
 #include "platform/dialog/terminal_notification.h"
 #include "platform/dialog/window_notification.h"
 
@@ -15,6 +16,7 @@ std::unique_ptr<UserNotification> CFUserNotificationCreate(std::uint32_t flags,
 std::optional<std::uint32_t> CFUserNotificationDisplayAlert(std::uint32_t flags,
                                                             const NotificationAlert& alert,
                                                             const TerminalWords& words) {
+  if (areQuestionsAbandoned()) return kCFUserNotificationCancelResponse;
   const auto notification =
       CFUserNotificationCreate(flags,
                                {{kCFUserNotificationAlertHeaderKey, alert.header},

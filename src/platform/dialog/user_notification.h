@@ -27,7 +27,8 @@ struct NotificationAlert {
 };
 
 /// Shows the question, waits for the answer and returns its flags; `kCFUserNotificationCancelResponse` when
-/// the question was lost after it had been shown. Absent when it could not be shown.
+/// the question was lost after it had been shown or nobody wants an answer any more. Absent when it could
+/// not be shown.
 [[nodiscard]] std::optional<std::uint32_t> CFUserNotificationDisplayAlert(std::uint32_t flags,
                                                                           const NotificationAlert& alert,
                                                                           const TerminalWords& words);

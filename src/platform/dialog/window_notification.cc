@@ -11,6 +11,7 @@
 #include "platform/children/child_options.h"
 #include "platform/children/child_process.h"
 #include "platform/dialog/dialog_protocol.h"
+#include "platform/dialog/question_watch.h"
 #include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
 #include "platform/signals/signals.h"
@@ -89,15 +90,15 @@ class WindowNotification final : public UserNotification {
     return isLaunched_ && makeNonBlocking(request_.get());
   }
 
-  /// The program's next answer. Absent when the program is gone or breaks the protocol, or the deadline has
-  /// passed.
+  /// The program's next answer. Absent when the program is gone or breaks the protocol, nobody wants the
+  /// answer any more, or the deadline has passed.
   std::optional<PropertyListDictionary> nextAnswer(const Deadline& deadline) {
     for (;;) {
       if (auto answer = reader_.next()) return answer;
       std::array<pollfd, 2> requests{
           pollfd{.fd = answers_.get(), .events = POLLIN, .revents = 0},
           pollfd{.fd = pending_.empty() ? -1 : request_.get(), .events = POLLOUT, .revents = 0}};
-      if (!pollUntil(requests, deadline)) return std::nullopt;
+      if (!watch_.pollUntil(requests, deadline)) return std::nullopt;
       if (requests[1].revents != 0) sendRequest();
       if (requests[0].revents != 0 && !readAnswers()) return std::nullopt;
     }
@@ -121,6 +122,7 @@ class WindowNotification final : public UserNotification {
     return !reader_.isBroken();
   }
 
+  QuestionWatch watch_;
   ChildProcess child_;
   bool isLaunched_ = false;
   UniqueFd request_;

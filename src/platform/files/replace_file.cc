@@ -46,17 +46,17 @@ std::optional<std::string> ownLinkAt(const Place& place) {
 
 }  // namespace
 
-bool replaceFile(const std::string& path, std::string_view content, OwnLink ownLink) {
+bool replaceFile(const std::string& path, std::string_view content, Links links) {
   std::optional<Place> place = placeOf(path, AT_FDCWD);
-  for (int links = 0; place && ownLink == OwnLink::followed && links < maximumLinks; ++links) {
+  for (int count = 0; place && links == Links::ownFollowed && count < maximumLinks; ++count) {
     const auto target = ownLinkAt(*place);
     if (!target) break;
     place = placeOf(*target, place->folder.get());
   }
   if (!place) return false;
-  // What is at the place now is judged, a link refused, when it is about to be replaced.
+  // What is at the place now is judged when it is about to be replaced.
   TemporaryFile file(place->folder.get(), place->name);
-  return file.write(content) && file.replace();
+  return file.write(content) && file.replace(links == Links::replaced ? AtLink::replaces : AtLink::fails);
 }
 
 }  // namespace quelto::platform

@@ -75,8 +75,8 @@ bool TemporaryFile::publish() {
   return isThere && folderReachesDisk(folder_);
 }
 
-bool TemporaryFile::replace() {
-  const auto mode = modeAsReplacement();
+bool TemporaryFile::replace(AtLink atLink) {
+  const auto mode = modeAsReplacement(atLink);
   if (!mode || ::fchmod(file_.get(), *mode) != 0 || !reachesDisk()) return false;
   removeAbandoned();
   if (::renameat(folder_, temporaryName_.c_str(), folder_, name_.c_str()) != 0) return false;
@@ -87,11 +87,12 @@ bool TemporaryFile::replace() {
 bool TemporaryFile::reachesDisk() const { return ::fsync(file_.get()) == 0; }
 
 /// Absent when what has the name may not be replaced.
-std::optional<mode_t> TemporaryFile::modeAsReplacement() const {
+std::optional<mode_t> TemporaryFile::modeAsReplacement(AtLink atLink) const {
   struct stat status {};
   if (::fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return errno == ENOENT ? std::optional(fileMode) : std::nullopt;
   }
+  if (S_ISLNK(status.st_mode) && atLink == AtLink::replaces) return fileMode;
   // SECURITY: a looser mode, once given by accident, would be passed on to every later content.
   return isOwnFile(status) ? std::optional(status.st_mode & fileMode) : std::nullopt;
 }

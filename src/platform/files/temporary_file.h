@@ -10,6 +10,9 @@
 
 namespace quelto::platform {
 
+/// What a file does that is to take the place of a symbolic link.
+enum class AtLink { fails, replaces };
+
 /// A new file under a name of its own, beside the one that it is to become, so that nobody ever sees a file
 /// that is half written. Mode 0600 under any umask. The destructor removes the name. A process that is killed
 /// first leaves the file behind; whoever next writes the same file an hour or more later removes it. One
@@ -33,12 +36,13 @@ class TemporaryFile {
 
   /// Gives the file its name in one step, also when another file has it: everyone finds the one or the other.
   /// The new file keeps of the old one's mode what is within 0600. False, and nothing has changed, on a
-  /// failure or when anything but a regular file of the effective user has the name. False also when the file
+  /// failure or when anything has the name but a regular file of the effective user, or a symbolic link that
+  /// it may replace. False also when the file
   /// has its name but may lose it with the power.
-  [[nodiscard]] bool replace();
+  [[nodiscard]] bool replace(AtLink atLink);
 
  private:
-  [[nodiscard]] std::optional<mode_t> modeAsReplacement() const;
+  [[nodiscard]] std::optional<mode_t> modeAsReplacement(AtLink atLink) const;
   [[nodiscard]] bool reachesDisk() const;
   void removeAbandoned() const;
   void removeName();

@@ -8,5 +8,5 @@
 int main(int argc, char** argv) {
   if (argc != 4) return 2;
   const std::string content(std::strtoul(argv[3], nullptr, 10), argv[2][0]);
-  return quelto::platform::replaceFile(argv[1], content, quelto::platform::OwnLink::refused) ? 0 : 1;
+  return quelto::platform::replaceFile(argv[1], content, quelto::platform::Links::ownFollowed) ? 0 : 1;
 }

@@ -24,21 +24,20 @@ std::string filesIn(const std::string& folder) {
 }
 
 TEST(ReplaceFile, ReplacesWhatIsOursAndNothingElse) {
-  constexpr auto refused = OwnLink::refused;
+  constexpr auto replaced = Links::replaced;
   const struct {
     const char* name;
     /// Run in a folder where "file" holds "old".
     const char* command;
     std::string files;
-    OwnLink ownLink = OwnLink::followed;
+    Links links = Links::ownFollowed;
     const char* path = "file";
   } rows[] = {
       {"as it was made", ":", "file:600=new "},
-      {"links refused", ":", "file:600=new ", refused},
       {"missing", "rm file", "file:600=new "},
       {"for others too", "chmod 646 file", "file:600=new "},
       {"not for us to write", "chmod 440 file", "file:400=new "},
-      {"our link, refused", "mkdir d; mv file d/real; ln -s d/real file", "d/real:600=old ", refused},
+      {"a link, replaced", "rm file; ln -s real file; chown -h 65533 file", "file:600=new ", replaced},
       {"our link", "mkdir d; mv file d/real; ln -s d/real file", "d/real:600=new "},
       {"our absolute link", "mkdir d; mv file d/real; ln -s $PWD/d/real file", "d/real:600=new "},
       {"links in folders", "mkdir d; mv file d/a; ln -s a d/b; ln -s ../d/b d/c; ln -s d/c file",
@@ -56,10 +55,10 @@ TEST(ReplaceFile, ReplacesWhatIsOursAndNothingElse) {
       {"our link, somebody's file", "mv file real; ln -s real file; chown 65533 real", "real:600=old "},
       {"a folder", "rm file; mkdir file", ""},
       {"a FIFO", "rm file; mkfifo -m 600 file", ""},
-      {"a slash at the end", ":", "file:600=old ", refused, "file/"},
-      {"a folder above", "mkdir d", "file:600=old ", refused, "d/.."},
-      {"no such folder", ":", "file:600=old ", refused, "d/file"},
-      {"below a file", ":", "file:600=old ", refused, "file/file"},
+      {"a slash at the end", ":", "file:600=old ", replaced, "file/"},
+      {"a folder above", "mkdir d", "file:600=old ", replaced, "d/.."},
+      {"no such folder", ":", "file:600=old ", replaced, "d/file"},
+      {"below a file", ":", "file:600=old ", replaced, "file/file"},
   };
   for (const auto& row : rows) {
     if (::geteuid() != 0 && std::string_view(row.command).find("chown") != std::string_view::npos) continue;
@@ -67,13 +66,13 @@ TEST(ReplaceFile, ReplacesWhatIsOursAndNothingElse) {
     const std::string command = "cd " + folder.path() + "; umask 077; printf old >file; " + row.command;
     ASSERT_EQ(std::system(command.c_str()), 0) << row.name;
     const mode_t mask = ::umask(0777);
-    const bool isReplaced = replaceFile(folder.path(row.path), "new", row.ownLink);
+    const bool isReplaced = replaceFile(folder.path(row.path), "new", row.links);
     ::umask(mask);
     EXPECT_EQ(isReplaced, row.files.ends_with("new ")) << row.name;
     EXPECT_EQ(filesIn(folder.path()), row.files) << row.name;
   }
-  EXPECT_FALSE(replaceFile("", "new", OwnLink::followed));
-  EXPECT_FALSE(replaceFile(std::string("/tmp/x\0y", 8), "new", OwnLink::followed));
+  EXPECT_FALSE(replaceFile("", "new", Links::ownFollowed));
+  EXPECT_FALSE(replaceFile(std::string("/tmp/x\0y", 8), "new", Links::ownFollowed));
 }
 
 TEST(ReplaceFile, LeavesTheOldFileWhereTheNewDoesNotFit) {
@@ -82,7 +81,7 @@ TEST(ReplaceFile, LeavesTheOldFileWhereTheNewDoesNotFit) {
   for (rlim_t size = 0; size <= 40; ++size) {
     const auto replaceWithin = [&path](rlim_t room) {
       const test::FileSizeLimit limited(room);
-      return replaceFile(path, std::string(40, 'n'), OwnLink::refused);
+      return replaceFile(path, std::string(40, 'n'), Links::ownFollowed);
     };
     EXPECT_EQ(replaceWithin(size), size == 40) << size;
     EXPECT_EQ(filesIn(folder.path()),
@@ -96,7 +95,7 @@ TEST(ReplaceFile, NeedsAFolderThatMayBeWritten) {
     const std::string path = folder.write("file", "old");
     ::chmod(folder.path().c_str(), static_cast<mode_t>(mode));
     EXPECT_TRUE(test::holdsAsOrdinaryUser(folder.path(), [&] {
-      const bool isReplaced = replaceFile(path, "new", OwnLink::refused);
+      const bool isReplaced = replaceFile(path, "new", Links::ownFollowed);
       return isReplaced == (mode == 0700) && readFile(path, limit) == (isReplaced ? "new" : "old");
     })) << mode;
     ::chmod(folder.path().c_str(), 0700);
@@ -113,7 +112,7 @@ TEST(ReplaceFile, RemovesWhatKilledProcessesLeft) {
       "touch -d '2 hours ago' file.new-0123456789abcdef " + old + "&& ln -s other file.new-1111111111111111" +
       "&& touch -hd '2 hours ago' file.new-1111111111111111";
   ASSERT_EQ(std::system(command.c_str()), 0);
-  ASSERT_TRUE(replaceFile(folder.path("file"), "new", OwnLink::refused));
+  ASSERT_TRUE(replaceFile(folder.path("file"), "new", Links::ownFollowed));
   EXPECT_EQ(test::shell("ls " + folder.path() + " | LC_ALL=C sort | tr '\\n' ' '").text,
             "file file.new-0123456789ABCDEF file.new-0123456789abcde file.new-0123456789abcdeg "
             "file.new-1111111111111111 file.new-fedcba9876543210 other.new-0123456789abcdef ");
@@ -122,13 +121,13 @@ TEST(ReplaceFile, RemovesWhatKilledProcessesLeft) {
 TEST(ReplaceFile, IsWholeForReadersAtAnyTime) {
   const test::TemporaryFolder folder;
   const std::string path = folder.path("file");
-  ASSERT_TRUE(replaceFile(path, std::string(5000, 'x'), OwnLink::refused));
+  ASSERT_TRUE(replaceFile(path, std::string(5000, 'x'), Links::ownFollowed));
   std::atomic<int> writing = 4;
   std::vector<std::jthread> writers;
   for (char letter = 'a'; letter < 'e'; ++letter) {
     writers.emplace_back([&, letter] {
       for (int count = 0; count < 20; ++count) {
-        EXPECT_TRUE(replaceFile(path, std::string(5000, letter), OwnLink::refused));
+        EXPECT_TRUE(replaceFile(path, std::string(5000, letter), Links::ownFollowed));
       }
       --writing;
     });
