@@ -72,7 +72,7 @@ Attributes matchOfSshAccount(int number) {
   return match;
 }
 
-/// Each value stands in half of the items, and what is looked for in none.
+/// Each value is in half of the items, and what is looked for is in none.
 Attributes alternating(int number) {
   Attributes attributes = sshAccount(number);
   attributes.insert_or_assign("server", host(number % 2));

@@ -186,3 +186,30 @@ class SshServer:
         self.process.terminate()
         self.process.wait(LIMIT)
         self.process.stderr.close()
+
+
+class SvnTest(EndToEndTest):
+    """A repository behind a real sshd, and svn with nothing of the person's own files."""
+
+    def setUp(self):
+        super().setUp()
+        self.server = SshServer(self.folder)
+        self.addCleanup(self.server.close)
+        self.repository = self.path("repository")
+        subprocess.run(["svnadmin", "create", self.repository], check=True, timeout=LIMIT)
+        # Everything but the user and the port, and nothing of the person's own files.
+        self.write("ssh_config", f"IdentityFile {self.server.identity}\nIdentitiesOnly yes\nIdentityAgent none\n"
+                   f"BatchMode yes\nUserKnownHostsFile {self.server.knownHosts}\nConnectTimeout 5\n")
+        # A path may hold a space, and svn splits the value like a shell.
+        self.tool = f'"{TOOL}"'
+        self.configured = f"{self.tool} -F {self.path('ssh_config')}"
+
+    def svn(self, svnSsh, *words, tunnel=None):
+        # Nobody is asked for long about a host name that cannot exist.
+        change = {"SVN_SSH": svnSsh, "SSH_TUNNEL": tunnel, "SHELL": "/bin/sh", "RES_OPTIONS": "timeout:1 attempts:1"}
+        return self.runTool("--non-interactive", "--config-dir", self.path("config"), *words,
+                            program="svn", change=change)
+
+    def svnlook(self, what):
+        return subprocess.run(["svnlook", what, self.repository], check=True, timeout=LIMIT,
+                              capture_output=True, text=True).stdout.strip()

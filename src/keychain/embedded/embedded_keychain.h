@@ -36,7 +36,7 @@ class Database;
 /// - errSecIO: a damaged or emptied database, a full or failing disk.
 /// - errSecItemNotFound: there has never been a keychain here.
 ///
-/// A row that was altered is in no other item's way. Where nothing else is found, `find` and `updateSecret`
+/// An altered row does not affect other items. Where nothing else is found, `find` and `updateSecret`
 /// answer errSecAuthFailed, and `remove` removes it; `add` takes no notice of it. The damage that is seen is
 /// that of rows with the same class and service, server or tag as the match, or of the same class when the
 /// match has none. SQLite has no checksums: bits that turn in its index can hide an item, but give out no

@@ -9,6 +9,7 @@
 #include "keychain/embedded/database.h"
 #include "keychain/embedded/failure.h"
 #include "keychain/embedded/transaction.h"
+#include "platform/crypto/openssl_owners.h"
 #include "platform/files/private_folder.h"
 
 namespace quelto::keychain::embedded {
@@ -27,7 +28,7 @@ std::optional<std::string> keyCheck(Database& database) {
 
 void publishNewKey(const platform::PrivateFolder& folder) {
   platform::Secret key = platform::Secret::ofSize(SealingKey::size);
-  if (RAND_priv_bytes(reinterpret_cast<unsigned char*>(key.data()), SealingKey::size) != 1 ||
+  if (RAND_priv_bytes(platform::openssl::octets(key.data()), SealingKey::size) != 1 ||
       !folder.publish(masterKeyName, key.view())) {
     throw Failure(errSecIO);
   }

@@ -6,20 +6,17 @@
 #include <array>
 
 #include "keychain/embedded/failure.h"
+#include "platform/crypto/openssl_owners.h"
 
 namespace quelto::keychain::embedded {
 namespace {
+
+using platform::openssl::octets;
 
 constexpr std::size_t nonceSize = 12;
 constexpr std::size_t tagSize = 16;
 /// OpenSSL counts in int.
 constexpr std::size_t maximumSize = std::size_t{1} << 30U;
-
-const unsigned char* octets(std::string_view text) {
-  return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-unsigned char* octets(char* text) { return reinterpret_cast<unsigned char*>(text); }
 
 }  // namespace
 

@@ -110,7 +110,11 @@ Outcome ItemSearch::readDefaultCollection(std::vector<std::string>& locked) {
   defaultCollection_.clear();
   std::string collection;
   if (const Outcome outcome = readAlias("default", collection); outcome != Outcome::done) return outcome;
-  if (collection == noPath) return Outcome::noSuchObject;
+  // What is added to a collection that is kept nowhere but in the daemon's memory is lost with the daemon.
+  std::string forThisSession;
+  const bool isLasting =
+      readAlias("session", forThisSession) != Outcome::done || collection != forThisSession;
+  if (collection == noPath || !isLasting) return Outcome::noSuchObject;
   // An alias may outlive its collection.
   const Answer isLocked = readProperty(collection, collectionInterface, "Locked", "b");
   if (isLocked.outcome != Outcome::done) return isLocked.outcome;

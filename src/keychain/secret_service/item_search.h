@@ -33,7 +33,7 @@ class ItemSearch {
   /// Lets others write again, before a dialog: nobody else waits for the person.
   void endWriting() { turn_.reset(); }
 
-  /// Opens the default collection. `noSuchObject` when there is none.
+  /// Opens the default collection. `noSuchObject` when there is none that is kept on disk.
   [[nodiscard]] Outcome openDefaultCollection();
 
  private:
@@ -42,7 +42,7 @@ class ItemSearch {
                              std::vector<std::string>& locked);
   [[nodiscard]] Outcome read(const std::vector<std::string>& paths, const ItemMatch& match,
                              std::vector<StoredItem>& found, std::vector<std::string>& locked);
-  /// `locked` gets the default collection when it is. `noSuchObject` when there is none.
+  /// `locked` gets the default collection when it is. `noSuchObject` when there is none that is kept on disk.
   [[nodiscard]] Outcome readDefaultCollection(std::vector<std::string>& locked);
   /// `noOwner` when there is no collection that is kept on disk.
   [[nodiscard]] Outcome lookForAnyCollection();

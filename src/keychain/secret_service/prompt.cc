@@ -59,6 +59,8 @@ Answer showPrompt(KeyringService& keyring, TimedCall& call, const std::string& p
                                .arguments = owned(g_variant_new("(s)", "")),
                                .answerType = "()"},
                               never);
+  // It is the dialog that is missing here, not what it was to be about.
+  if (answer.outcome == Outcome::noSuchObject) answer.outcome = Outcome::failed;
   if (answer.outcome != Outcome::done) return answer;
   const auto isOver = [&] { return completed.hasArrived() || vanished.hasArrived(); };
   if (!keyring.bus().waitUntil(isOver, never) || !completed.hasArrived())

@@ -23,11 +23,11 @@ void silenceGlib() {
 }
 
 /// The first socket of GIO makes the process ignore SIGPIPE, and what is ignored stays ignored in children:
-/// an ssh whose reader has gone would not end. GIO itself writes with MSG_NOSIGNAL.
+/// an ssh whose reader is gone would not end. GIO itself writes with MSG_NOSIGNAL.
 void makeSocketsLeavingSigpipe() {
   struct sigaction before {};
   ::sigaction(SIGPIPE, nullptr, &before);
-  // Referenced for good, so that it is never made anew.
+  // Never unreferenced, so that it is not initialised again.
   g_type_class_ref(G_TYPE_SOCKET);
   ::sigaction(SIGPIPE, &before, nullptr);
 }

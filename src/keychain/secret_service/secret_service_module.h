@@ -9,7 +9,8 @@ enum class KeyringState {
   /// Its default collection is open.
   open,
   /// Nobody can open it from here: there is no session bus, no keyring service or none that the bus can
-  /// start, it has no default collection, or it is locked and there is no display to ask on.
+  /// start, it has no default collection that is kept on disk, or that is locked and there is no display to
+  /// ask on.
   notHere,
   /// It is locked, and the person was asked and did not open it.
   leftLocked,

@@ -107,7 +107,7 @@ SecretServiceStore::FoundKeyring SecretServiceStore::findKeyring(Moves moves, Ti
     found.outcome = found.keyring->service.findDaemon(call);
   };
   if (found.keyring != nullptr && found.keyring->service.address() == *address) begin();
-  // The bus may have ended since the connection was kept; a new one has no such excuse.
+  // The bus may have ended since the connection was kept; a second failure means that it does not answer.
   if (found.outcome == Outcome::noAnswer) {
     found.keyring = std::make_unique<Keyring>(*address);
     begin();

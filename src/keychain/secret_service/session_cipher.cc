@@ -9,8 +9,13 @@
 
 #include <utility>
 
+#include "platform/crypto/openssl_owners.h"
+
 namespace quelto::keychain {
 namespace {
+
+using platform::openssl::octets;
+using platform::openssl::Release;
 
 /// In bytes.
 constexpr std::size_t groupSize = 128;
@@ -21,25 +26,13 @@ constexpr std::size_t maximumSize = std::size_t{1} << 30U;
 /// In bits. More than twice the strength of the group, which is about 80 bits, would only take time.
 constexpr long privateHalfLength = 256;
 
-template <auto release>
-struct Free {
-  template <typename Type>
-  void operator()(Type* object) const {
-    release(object);
-  }
-};
-using Number = std::unique_ptr<BIGNUM, Free<BN_free>>;
-using Parameters = std::unique_ptr<OSSL_PARAM, Free<OSSL_PARAM_free>>;
-using ParameterBuilder = std::unique_ptr<OSSL_PARAM_BLD, Free<OSSL_PARAM_BLD_free>>;
-using KeyContext = std::unique_ptr<EVP_PKEY_CTX, Free<EVP_PKEY_CTX_free>>;
-using Kdf = std::unique_ptr<EVP_KDF, Free<EVP_KDF_free>>;
-using KdfContext = std::unique_ptr<EVP_KDF_CTX, Free<EVP_KDF_CTX_free>>;
-using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, Free<EVP_CIPHER_CTX_free>>;
-
-const unsigned char* bytesOf(std::string_view text) {
-  return reinterpret_cast<const unsigned char*>(text.data());
-}
-unsigned char* bytesOf(char* text) { return reinterpret_cast<unsigned char*>(text); }
+using Number = std::unique_ptr<BIGNUM, Release<BN_free>>;
+using Parameters = std::unique_ptr<OSSL_PARAM, Release<OSSL_PARAM_free>>;
+using ParameterBuilder = std::unique_ptr<OSSL_PARAM_BLD, Release<OSSL_PARAM_BLD_free>>;
+using KeyContext = std::unique_ptr<EVP_PKEY_CTX, Release<EVP_PKEY_CTX_free>>;
+using Kdf = std::unique_ptr<EVP_KDF, Release<EVP_KDF_free>>;
+using KdfContext = std::unique_ptr<EVP_KDF_CTX, Release<EVP_KDF_CTX_free>>;
+using CipherContext = std::unique_ptr<EVP_CIPHER_CTX, Release<EVP_CIPHER_CTX_free>>;
 
 /// The group, as what a key is made from; null when there is no memory.
 Parameters groupParameters() {
@@ -64,7 +57,7 @@ platform::Secret keyFrom(platform::Secret common) {
       OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_KEY, common.data(), common.size()),
       OSSL_PARAM_construct_end()};
   platform::Secret key = platform::Secret::ofSize(keySize);
-  const bool isMade = context && EVP_KDF_derive(context.get(), bytesOf(key.data()), keySize, parameters) == 1;
+  const bool isMade = context && EVP_KDF_derive(context.get(), octets(key.data()), keySize, parameters) == 1;
   return isMade ? std::move(key) : platform::Secret();
 }
 
@@ -84,11 +77,11 @@ std::optional<std::size_t> pass(Direction direction, const Input& input, char* o
   int rest = 0;
   const bool isDone =
       context && input.key.size() == keySize &&
-      EVP_CipherInit_ex2(context.get(), EVP_aes_128_cbc(), bytesOf(input.key), bytesOf(input.initialVector),
+      EVP_CipherInit_ex2(context.get(), EVP_aes_128_cbc(), octets(input.key), octets(input.initialVector),
                          static_cast<int>(direction), nullptr) == 1 &&
-      EVP_CipherUpdate(context.get(), bytesOf(output), &size, bytesOf(input.text),
+      EVP_CipherUpdate(context.get(), octets(output), &size, octets(input.text),
                        static_cast<int>(input.text.size())) == 1 &&
-      EVP_CipherFinal_ex(context.get(), bytesOf(output + size), &rest) == 1;
+      EVP_CipherFinal_ex(context.get(), octets(output + size), &rest) == 1;
   return isDone ? std::optional(static_cast<std::size_t>(size + rest)) : std::nullopt;
 }
 
@@ -124,7 +117,7 @@ bool SessionCipher::agree(std::string_view peersHalf) {
   const KeyOwner ours = std::move(privateHalf_);
   const KeyOwner peers(EVP_PKEY_new());
   if (!ours || !peers || EVP_PKEY_copy_parameters(peers.get(), ours.get()) != 1 ||
-      EVP_PKEY_set1_encoded_public_key(peers.get(), bytesOf(peersHalf), peersHalf.size()) != 1)
+      EVP_PKEY_set1_encoded_public_key(peers.get(), octets(peersHalf), peersHalf.size()) != 1)
     return false;
   // Leading zeros count: without them one session in 256 would have another key than the peer.
   unsigned int isPadded = 1;
@@ -135,7 +128,7 @@ bool SessionCipher::agree(std::string_view peersHalf) {
   std::size_t size = common.size();
   if (!context || EVP_PKEY_derive_init_ex(context.get(), parameters) != 1 ||
       EVP_PKEY_derive_set_peer(context.get(), peers.get()) != 1 ||
-      EVP_PKEY_derive(context.get(), bytesOf(common.data()), &size) != 1 || size != groupSize)
+      EVP_PKEY_derive(context.get(), octets(common.data()), &size) != 1 || size != groupSize)
     return false;
   key_ = keyFrom(std::move(common));
   return key_.size() == keySize;
@@ -144,7 +137,7 @@ bool SessionCipher::agree(std::string_view peersHalf) {
 std::optional<SessionCipher::Sealed> SessionCipher::seal(std::string_view secret) const {
   Sealed sealed{.initialVector = std::string(blockSize, '\0'),
                 .text = std::string(secret.size() + blockSize, '\0')};
-  if (RAND_bytes(bytesOf(sealed.initialVector.data()), blockSize) != 1) return std::nullopt;
+  if (RAND_bytes(octets(sealed.initialVector.data()), blockSize) != 1) return std::nullopt;
   const Input input{.key = key_.view(), .initialVector = sealed.initialVector, .text = secret};
   const auto size = pass(Direction::seal, input, sealed.text.data());
   if (!size) return std::nullopt;

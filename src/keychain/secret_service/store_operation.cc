@@ -183,6 +183,7 @@ Outcome StoreOperation::createdItem(const Answer& answer, bool mayPrompt, std::s
     return Outcome::done;
   }
   if (!mayPrompt) return Outcome::locked;
+  // Others do not write meanwhile: they would not find what this dialog is about to create.
   const Answer prompted = showPrompt(keyring_.service, call_, prompt);
   if (prompted.value != nullptr &&
       g_variant_is_of_type(prompted.value.get(), G_VARIANT_TYPE_OBJECT_PATH) != FALSE)

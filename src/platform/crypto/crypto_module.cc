@@ -2,6 +2,7 @@
 
 #include "platform/crypto/crypto_service.h"
 #include "platform/crypto/openssl_base64.h"
+#include "platform/crypto/openssl_owners.h"
 #include "platform/crypto/openssl_rsa.h"
 
 namespace quelto::platform {
@@ -11,9 +12,8 @@ class OpenSsl final : public CryptoService {
  public:
   [[nodiscard]] std::optional<std::string> sha256(std::string_view bytes) const override {
     std::string digest(digestSize, '\0');
-    const bool isDone =
-        EVP_Digest(bytes.data(), bytes.size(), reinterpret_cast<unsigned char*>(digest.data()), nullptr,
-                   EVP_sha256(), nullptr) > 0;
+    const bool isDone = EVP_Digest(bytes.data(), bytes.size(), openssl::octets(digest.data()), nullptr,
+                                   EVP_sha256(), nullptr) > 0;
     return isDone ? std::optional(std::move(digest)) : std::nullopt;
   }
 

@@ -6,16 +6,14 @@
 #include <array>
 #include <iterator>
 
+#include "platform/crypto/openssl_owners.h"
+
 namespace quelto::platform::openssl {
 namespace {
 
 /// What is encoded or decoded at a time: the library counts in int, and a line is as good a piece as any.
 constexpr std::size_t lineCharacters = 64;
 constexpr std::size_t lineBytes = 48;
-
-const unsigned char* bytesOf(std::string_view text) {
-  return reinterpret_cast<const unsigned char*>(text.data());
-}
 
 bool isAlphabetOrPadding(char character) {
   return (character >= 'A' && character <= 'Z') || (character >= 'a' && character <= 'z') ||
@@ -31,7 +29,7 @@ std::string base64(std::string_view bytes, Base64Lines lines) {
   text.reserve((bytes.size() / lineBytes + 1) * line.size());
   for (std::size_t at = 0; at < bytes.size(); at += lineBytes) {
     const std::string_view piece = bytes.substr(at, lineBytes);
-    const int length = EVP_EncodeBlock(line.data(), bytesOf(piece), static_cast<int>(piece.size()));
+    const int length = EVP_EncodeBlock(line.data(), octets(piece), static_cast<int>(piece.size()));
     if (at > 0 && lines == Base64Lines::of64Characters) text.push_back('\n');
     text.append(line.begin(), line.begin() + length);
   }
@@ -46,10 +44,10 @@ std::optional<std::string> bytesOfBase64(std::string_view text) {
   const std::size_t padding = characters.size() - end;
   if (characters.size() % 4 != 0 || padding > 2 || characters.find('=') < end) return std::nullopt;
   std::string bytes(characters.size() / 4 * 3, '\0');
-  auto* out = reinterpret_cast<unsigned char*>(bytes.data());
+  auto* out = octets(bytes.data());
   for (std::size_t at = 0; at < characters.size(); at += lineCharacters, out += lineBytes) {
     const std::string_view piece = std::string_view(characters).substr(at, lineCharacters);
-    if (EVP_DecodeBlock(out, bytesOf(piece), static_cast<int>(piece.size())) < 0) return std::nullopt;
+    if (EVP_DecodeBlock(out, octets(piece), static_cast<int>(piece.size())) < 0) return std::nullopt;
   }
   // The library counts the padding as bytes.
   bytes.resize(bytes.size() - padding);

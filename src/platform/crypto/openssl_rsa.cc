@@ -11,26 +11,14 @@
 #include <string>
 #include <utility>
 
+#include "platform/crypto/openssl_owners.h"
+
 namespace quelto::platform::openssl {
 namespace {
-
-template <auto function>
-struct Release {
-  template <typename Type>
-  void operator()(Type* object) const {
-    function(object);
-  }
-};
 
 using KeyOwner = std::unique_ptr<EVP_PKEY, Release<EVP_PKEY_free>>;
 using ContextOwner = std::unique_ptr<EVP_PKEY_CTX, Release<EVP_PKEY_CTX_free>>;
 using KeyInfoOwner = std::unique_ptr<PKCS8_PRIV_KEY_INFO, Release<PKCS8_PRIV_KEY_INFO_free>>;
-
-const unsigned char* bytesOf(std::string_view text) {
-  return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-unsigned char* bytesOf(Secret& secret) { return reinterpret_cast<unsigned char*>(secret.data()); }
 
 /// Encodes in DER: one of OpenSSL's i2d functions, which tell the length first. Empty when it cannot.
 template <typename Object>
@@ -38,7 +26,7 @@ Secret encoded(Object* object, int (*encode)(Object*, unsigned char**)) {
   const int size = encode(object, nullptr);
   if (size <= 0) return {};
   Secret der = Secret::ofSize(static_cast<std::size_t>(size));
-  unsigned char* end = bytesOf(der);
+  unsigned char* end = octets(der.data());
   return encode(object, &end) == size ? std::move(der) : Secret();
 }
 
@@ -91,7 +79,8 @@ class OpenSslKey final : public RsaKey {
     if (operation == nullptr) return std::nullopt;
     std::size_t size = blockSize();
     Secret output = Secret::ofSize(size);
-    if (run(operation.get(), bytesOf(output), &size, bytesOf(input), input.size()) <= 0) return std::nullopt;
+    if (run(operation.get(), octets(output.data()), &size, octets(input), input.size()) <= 0)
+      return std::nullopt;
     output.shrink(size);
     return output;
   }
@@ -100,13 +89,13 @@ class OpenSslKey final : public RsaKey {
 };
 
 KeyOwner privateKey(std::string_view der) {
-  const unsigned char* at = bytesOf(der);
+  const unsigned char* at = octets(der);
   const KeyInfoOwner information(d2i_PKCS8_PRIV_KEY_INFO(nullptr, &at, static_cast<long>(der.size())));
   return KeyOwner(information != nullptr ? EVP_PKCS82PKEY(information.get()) : nullptr);
 }
 
 KeyOwner publicKey(std::string_view der) {
-  const unsigned char* at = bytesOf(der);
+  const unsigned char* at = octets(der);
   return KeyOwner(d2i_PUBKEY(nullptr, &at, static_cast<long>(der.size())));
 }
 

@@ -74,6 +74,8 @@ bool writeAll(int fd, std::string_view bytes) {
   return true;
 }
 
+bool folderReachesDisk(int folder) { return ::fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP; }
+
 bool pollUntil(std::span<pollfd> requests, const Deadline& deadline) {
   for (;;) {
     const int ready = ::poll(requests.data(), requests.size(), deadline.pollTimeout());

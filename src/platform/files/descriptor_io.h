@@ -32,6 +32,10 @@ FileResult<std::string> readUntilEnd(int fd, std::size_t expectedSize, std::size
 /// Writes everything; waits for a non-blocking descriptor. False when a part could not be written.
 [[nodiscard]] bool writeAll(int fd, std::string_view bytes);
 
+/// Brings the names in a folder to the disk; false when the disk fails. True where the file system cannot do
+/// that for a folder by itself, and says so.
+[[nodiscard]] bool folderReachesDisk(int folder);
+
 /// Waits until one of the requests is ready; false when the deadline comes first or the wait fails.
 [[nodiscard]] bool pollUntil(std::span<pollfd> requests, const Deadline& deadline);
 

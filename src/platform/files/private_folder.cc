@@ -62,7 +62,7 @@ std::optional<FileError> makeFolder(const std::filesystem::path& path) {
   if (!made || ::chmod(pathThrough(made).c_str(), folderMode) != 0) return FileError::failed;
   // The folder's own name has to survive a loss of power as well as what will be in it.
   const UniqueFd parent(::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!parent || ::fsync(parent.get()) != 0) return FileError::failed;
+  if (!parent || !folderReachesDisk(parent.get())) return FileError::failed;
   return std::nullopt;
 }
 

@@ -41,9 +41,6 @@ bool isTemporaryNameFor(const std::string& name, std::string_view candidate) {
          candidate.find_first_not_of(hexadecimalDigits, prefix.size()) == std::string_view::npos;
 }
 
-/// Some file systems cannot bring a folder to the disk by itself, and say so.
-bool folderReachesDisk(int folder) { return ::fsync(folder) == 0 || errno == EINVAL || errno == ENOTSUP; }
-
 }  // namespace
 
 TemporaryFile::TemporaryFile(int folder, std::string name)

@@ -2,7 +2,7 @@
 arguments say. It knows sessions without encryption only, keeps everything in memory and announces itself with a line on
 descriptor 3. Answers, "late-" before one waits for SIGUSR1:
 create; refuse; twin (makes a copy of the first item, as another program might, and refuses); prompt (a dialog that
-creates); dismiss (a dialog that the person refuses); vanish (dies with its dialog up); die."""
+creates); dismiss (a dialog that the person refuses); vanish (dies with its dialog up); die. What is left over are the dialogs that deletions name; those delete nothing."""
 
 import os
 import signal
@@ -90,12 +90,15 @@ def call(connection, sender, path, interface, method, arguments, invocation):
         wanted = arguments[0].items()
         result = GLib.Variant("(aoao)", ([at for at in items if wanted <= items[at][0].items()], []))
     elif method == "ReadAlias":
-        result = GLib.Variant("(o)", ("/collection",))
+        result = GLib.Variant("(o)", ("/collection" if arguments[0] == "default" else "/",))
     elif method == "GetSecret":
         result = GLib.Variant("((oayays))", (("/session", b"", items[path][1], "text/plain"),))
     elif method == "Delete":
-        del items[path]
-        result = GLib.Variant("(o)", ("/",))
+        if answers:
+            result = GLib.Variant("(o)", (answers.pop(0),))
+        else:
+            del items[path]
+            result = GLib.Variant("(o)", ("/",))
     elif method == "Prompt":
         invocation.return_value(None)
         bus.flush_sync()

@@ -168,6 +168,13 @@ TEST_F(SecretServiceBus, MayHaveAKeyringWithoutACollection) {
   const Answers answers{errSecItemNotFound, errSecNotAvailable, errSecItemNotFound, errSecItemNotFound};
   EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, answers))
       << "another collection, which is not the default";
+  around.startKeyring();
+  const auto inMemory = test::shell(
+      "gdbus call --session --dest org.freedesktop.secrets --object-path /org/freedesktop/secrets --method "
+      "org.freedesktop.Secret.Service.SetAlias default /org/freedesktop/secrets/collection/session");
+  ASSERT_EQ(inMemory.status, 0) << inMemory.text;
+  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, answers))
+      << "a collection that ends with the daemon";
 }
 
 }  // namespace

@@ -64,5 +64,15 @@ TEST_F(SecretServicePair, IsAddedWholeOrNotAtAll) {
   }
 }
 
+TEST_F(SecretServicePair, IsNotThoughtGoneBecauseADialogIs) {
+  KeyringSurroundings around;
+  around.set("DISPLAY", ":987");
+  const Companion keyring("exec /usr/bin/python3 " FAKE_KEYRING " create create /no/dialog >/dev/null 2>&1",
+                          Companion::Speech::announces);
+  ASSERT_EQ(test::addPair(store(), "t", "me"), errSecSuccess);
+  EXPECT_EQ(store().remove({.itemClass = ItemClass::key, .attributes = {}}), errSecIO);
+  EXPECT_EQ(takeKeys().size(), 2U) << "the other half was not taken for it";
+}
+
 }  // namespace
 }  // namespace quelto::keychain

@@ -1,0 +1,269 @@
+"""The user name of a host that nothing names the user of: looked up, asked for, remembered and forgotten."""
+
+import contextlib
+import os
+import signal
+import sqlite3
+import subprocess
+import unittest
+
+from dialog_surroundings import NOT_CREATED, DialogTest, hasEnded
+from keyring_surroundings import Keyring
+from surroundings import LIMIT, TOOL, SvnTest, readUntil
+
+HOST = "host.example"
+USER, REMEMBER, YES_NO = "SSH username: ", " [Y/n] ", " [y/n] "
+SILENT = {"stdout": b""}
+KEYCHAIN, FILE = "0", "1"
+
+
+class UserNameTest(DialogTest):
+    """The password file is in a home of its own; a recording ssh takes the real one's place."""
+
+    def setUp(self):
+        super().setUp()
+        os.mkdir(self.path("owner"))
+        self.environment.update(self.withPasswordDatabase("owner", self.path("owner")), SSH_ORIGINAL=self.ssh)
+        self.marker = self.path("marker.u")
+
+    def answer(self, *keys, host=HOST, **options):
+        """Runs the tool on a terminal and answers its questions."""
+        prompts = [USER if index % 2 == 0 else REMEMBER for index in range(len(keys))]
+        self.answerOnTerminal((host, "svnserve", "-t"), zip(prompts, keys), SILENT, program=TOOL, **options)
+
+    def names(self, result):
+        """The user that ssh was started for, twice; None when it was not."""
+        words = result.record and result.record["arguments"]
+        return words and (words[1], words[-3])
+
+    def assertKnown(self, user, host=HOST, **options):
+        """The next run asks nothing."""
+        result = self.runTool(host, "svnserve", "-t", **options)
+        self.assertEqual((result.status, result.stdout, result.stderr), (0, b"", b""))
+        self.assertEqual(self.names(result), (user, f"{user}@{host}"))
+
+    def assertUnknown(self, **options):
+        self.assertFailed(self.runTool(HOST, "svnserve", "-t", **options), NOT_CREATED["stderr"])
+
+    def markerText(self):
+        with contextlib.suppress(FileNotFoundError), open(self.marker) as file:
+            return file.read()
+        return None
+
+
+class Answers(UserNameTest):
+    def testAnswerIsRememberedOrNot(self):
+        for store in KEYCHAIN, FILE:
+            change = {"AUTH_STORE": store}
+            with self.subTest("not remembered", store=store):
+                self.answer("bob\n", "n\n", change=change)
+                self.assertIsNone(self.markerText())
+                self.assertUnknown(change=change)
+            with self.subTest("remembered", store=store):
+                self.answer("\n", "y\n", "\n", "n\n", " dave \n", "\n", change=change)
+                self.assertEqual(self.markerText(), "Username: " + HOST)
+                os.remove(self.marker)
+                self.assertKnown("dave", change=change)
+                self.assertEqual(self.markerText(), "Username: " + HOST)
+                self.assertEqual(os.stat(self.marker).st_mode & 0o7777, 0o600)
+                os.remove(self.marker)
+
+    def testNameIsUsedAsTyped(self):
+        terminal, slave = self.openTerminal()
+        process = self.askOnTerminal(slave, HOST, "svnserve", program=TOOL, change={"SSH_ORIGINAL": "/bin/echo"})
+        for prompt, keys in (USER, " dave \n"), (REMEMBER, "\n"):
+            readUntil(terminal, prompt.encode())
+            terminal.write(keys.encode())
+        self.assertEndsOnTerminal(process, stdout=f"-l  dave   dave @{HOST} svnserve\n".encode())
+
+    def testClearedBoxForgets(self):
+        for store in KEYCHAIN, FILE:
+            with self.subTest(store=store):
+                change = {"AUTH_STORE": store}
+                # Nothing is left of it when it is looked up.
+                self.answer(" \n", "\n", change=change)
+                self.answer("erin\n", "n\n", change=change)
+                stored = self.path("owner/.keys") if store == FILE else self.home + "/.local/share/quelto/keychain.sqlite"
+                with open(stored, "rb") as file:
+                    self.assertNotIn(HOST.encode(), file.read())
+
+    def testManyRunsAtOnceAskNothing(self):
+        for store in KEYCHAIN, FILE:
+            with self.subTest(store=store):
+                change = {"AUTH_STORE": store, "SSH_ORIGINAL": "/bin/echo"}
+                self.answerOnTerminal((HOST,), ((USER, "alice\n"), (REMEMBER, "\n")),
+                                      {"stdout": b"-l alice alice@host.example\n"}, program=TOOL, change=change)
+                for process in [self.start(HOST, change=change) for _ in range(5)]:
+                    self.assertEnds(process, stdout=b"-l alice alice@host.example\n")
+                self.assertEqual(self.markerText(), "Username: " + HOST)
+
+    def testNothingToFindAsksAsUsual(self):
+        for name, words in (("no destination", ()), ("no host", ("carol@",)), ("a port alone", (":22",)),
+                            ("a port that is none", (HOST + ":70000",)), ("a negative port", ("-p", "-5", HOST))):
+            if name == "no host":
+                continue  # names its user
+            with self.subTest(name):
+                change = {"SSH_ORIGINAL": "/bin/true"}
+                self.answerOnTerminal(words or ("-v",), ((USER, "alice\n"), (REMEMBER, "n\n")), SILENT, program=TOOL,
+                                      change=change)
+
+
+class Marker(UserNameTest):
+    def testWhatIsInItsPlace(self):
+        target = self.path("target")
+        with open(target, "w") as file:
+            file.write("mine")
+        for name, prepare, identifyFile, marker in (
+                ("a link", lambda: os.symlink(target, self.marker), None, self.marker),
+                ("an older one", lambda: open(self.marker, "w").close(), None, self.marker),
+                ("an empty path", lambda: None, "", self.path(".u")),
+                ("a missing folder", lambda: None, self.path("missing/m"), None),
+                ("a folder", lambda: os.mkdir(self.marker), None, None)):
+            with self.subTest(name):
+                with contextlib.suppress(FileNotFoundError):
+                    os.remove(self.marker)
+                prepare()
+                change = {} if identifyFile is None else {"AUTH_KEYCHAIN": identifyFile}
+                self.answer("alice\n", "\n", host=name.replace(" ", ""), change=change)
+                if marker:
+                    self.assertFalse(os.path.islink(marker))
+                    with open(marker) as file:
+                        self.assertEqual(file.read(), "Username: " + name.replace(" ", ""))
+                with open(target) as file:
+                    self.assertEqual(file.read(), "mine")
+        self.assertEqual(os.listdir(self.marker), [])
+
+
+class Questions(UserNameTest):
+    """The password file's keys cannot be read, so each use of them asks whether to replace them."""
+
+    def setUp(self):
+        super().setUp()
+        self.environment["AUTH_STORE"] = FILE
+        self.answer("alice\n", "\n")
+        with sqlite3.connect(self.home + "/.local/share/quelto/keychain.sqlite") as database:
+            database.execute("UPDATE item SET sealed = zeroblob(100)")
+        database.close()
+
+    def testLookUpAsks(self):
+        self.answerOnTerminal((HOST, "svnserve"), ((YES_NO, "y\n"), (YES_NO, "y\n"), (USER, "bob\n"), (REMEMBER, "\n")),
+                              SILENT, program=TOOL)
+        self.assertKnown("bob")
+
+    def askWhileSshRuns(self, script):
+        """Leaves the question of the save on the terminal."""
+        ssh = self.program("waiting", script)
+        terminal, slave = self.openTerminal()
+        process = self.askOnTerminal(slave, HOST, "svnserve", program=TOOL, change={"SSH_ORIGINAL": ssh})
+        for prompt, keys in (YES_NO, "n\n"), (YES_NO, "n\n"), (USER, "bob\n"), (REMEMBER, "\n"):
+            readUntil(terminal, prompt.encode())
+            terminal.write(keys.encode())
+        readUntil(terminal, YES_NO.encode())
+        return process, terminal
+
+    def testSaveAsksWhileSshRuns(self):
+        process, terminal = self.askWhileSshRuns(f"until [ -e {self.path('go')} ]; do sleep .01; done; exit 7")
+        terminal.write(b"y\n")
+        readUntil(terminal, YES_NO.encode())
+        terminal.write(b"y\n")
+        readUntil(terminal, b"\n")
+        open(self.path("go"), "w").close()
+        self.assertEndsOnTerminal(process, status=7)
+        self.assertKnown("bob")
+
+    def testQuestionDoesNotHoldTheExit(self):
+        with self.subTest("ssh ends"):
+            process, _ = self.askWhileSshRuns(f"until [ -e {self.path('go')} ]; do sleep .01; done; exit 7")
+            open(self.path("go"), "w").close()
+            self.assertEndsOnTerminal(process, status=7)
+        with self.subTest("a signal"):
+            process, _ = self.askWhileSshRuns(f"echo $PPID >{self.path('pid')}; exec sleep 100")
+            with open(self.path("pid")) as file:
+                os.kill(int(file.read()), signal.SIGTERM)
+            self.assertEndsOnTerminal(process, status=signal.SIGTERM)
+
+
+class Keyrings(UserNameTest):
+    def setUp(self):
+        super().setUp()
+        self.keyring = Keyring(self.path("session"), self.home)
+        self.addCleanup(self.keyring.close)
+        self.environment.update(self.keyring.environment)
+
+    def testHangingKeyringLeadsToTheQuestion(self):
+        self.answer("alice\n", "\n")
+        self.assertKnown("alice")
+        self.keyring.daemon.send_signal(signal.SIGSTOP)
+        self.answer("bob\n", "\n")
+        self.keyring.daemon.send_signal(signal.SIGCONT)
+
+
+class Svn(UserNameTest, SvnTest):
+    """svn as a new user meets it, without a user name anywhere."""
+
+    def setUp(self):
+        super().setUp()
+        del self.environment["SSH_ORIGINAL"]
+        self.environment["SHELL"] = "/bin/sh"
+        self.environment["SVN_SSH"] = f"{self.configured} -p {self.server.port} -i {self.server.identity}"
+        self.url = f"svn+ssh://127.0.0.1{self.repository}"
+        self.common = ("--non-interactive", "--config-dir", self.path("config"))
+
+    def svnOnTerminal(self, *words, answers):
+        terminal, slave = self.openTerminal()
+        process = self.askOnTerminal(slave, *self.common, *words, program="svn")
+        for prompt, keys in zip((USER, REMEMBER), answers):
+            readUntil(terminal, prompt.encode())
+            terminal.write(keys.encode())
+        self.assertIn(b"status 0\n", readUntil(process.stdout, b"status ") + process.stdout.read(2))
+
+    def svnAlone(self, *words):
+        return self.runTool(*self.common, *words, program="svn")
+
+    def assertRemembered(self):
+        result = self.svnAlone("log", self.url)
+        self.assertEqual(result.status, 0, result.stderr)
+        self.assertEqual(self.markerText(), "Username: 127.0.0.1")
+
+    def testTerminal(self):
+        for name in "keychain", "file", "keyring":
+            with self.subTest(name):
+                self.environment["AUTH_STORE"] = FILE if name == "file" else KEYCHAIN
+                if name == "keyring":
+                    subprocess.run(["rm", "-r", self.home + "/.local"], check=True)
+                    keyring = Keyring(self.path("session"), self.home)
+                    self.addCleanup(keyring.close)
+                    self.environment.update(keyring.environment)
+                user = self.server.user + "\n"
+                self.svnOnTerminal("checkout", self.url, self.path("not " + name), answers=(user, "n\n"))
+                self.assertIn(b"E02", self.svnAlone("log", self.url).stderr)
+                self.svnOnTerminal("checkout", self.url, self.path(name), answers=(user, "\n"))
+                self.assertRemembered()
+                os.remove(self.marker)
+
+    def testWindow(self):
+        self.addDisplay()
+        process = self.start(*self.common, "checkout", self.url, self.path("copy"), program="svn")
+        self.waitForWindowOf(process)
+        self.press(":" + self.server.user, "Return")
+        process.communicate(timeout=LIMIT)
+        self.assertEqual(process.returncode, 0)
+        self.assertRemembered()
+
+    def testMergeOpensManyTunnels(self):
+        for store in KEYCHAIN, FILE:
+            with self.subTest(store=store):
+                self.environment["AUTH_STORE"] = store
+                copy = self.path("copy" + store)
+                answers = (self.server.user + "\n", "\n")
+                self.svnOnTerminal("mkdir", "-m", "m", self.url + "/trunk" + store, answers=answers)
+                trunk, branch = self.url + "/trunk" + store, self.url + "/branch" + store
+                for words in (("copy", "-m", "c", trunk, branch), ("mkdir", "-m", "d", branch + "/new"),
+                              ("checkout", trunk, copy), ("merge", branch, copy), ("commit", "-m", "merged", copy)):
+                    result = self.svnAlone(*words)
+                    self.assertEqual((result.status, result.stderr), (0, b""), words)
+                self.assertTrue(os.path.isdir(copy + "/new"))
+
+
+if __name__ == "__main__":
+    unittest.main()
