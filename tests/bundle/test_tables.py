@@ -23,11 +23,11 @@ KEYS = {
 SOURCES = "".join(path.read_text() for path in BUNDLE.parent.glob("src/*/*.[ch]*"))
 # The table of the tool's own dialogs and errors.
 OWN = re.search(r'std::string localizedTable = "(\w+)"', SOURCES)[1]
-# How the sources write a key and its default, and the table that they ask; None when they write that as well.
+# How the sources write a key and its default, and the table that they ask; None when they write that as well, or mean
+# the default one.
 DEFAULTS = (
-    (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default = "(?P<text>[^"]*)"'
-     r'(?=[^;]*?\.\w*[tT]able = (?:std::string\()?(?P<table>[\w.:"]+))', None),
-    (r'\.\w+Id = "(?P<key>\w+_rsa_key_\w+)",\s*\.\w+Default = "(?P<text>[^"]*)"', "Localizable"),
+    (r'\.(\w+)Id = "(?P<key>\w+)",\s*\.\1Default =\s*"(?P<text>[^"]*)"'
+     r'(?=[^;]*?\.\w*[tT]able = (?:std::string\()?(?P<table>[\w.:"]+)|)', None),
     (r'textWithPrefix\("(?P<key>\w+)", "(?P<text>[^"]*)"\)', "Localizable"),
     (r'\btext\("(?P<key>\w+)", "(?P<text>[^"]*)", \{', OWN),
     (r'constexpr FatalError \w+\{"\w+", "(?P<key>\w+)", "(?P<text>[^"]*)"\}', OWN),
@@ -90,7 +90,7 @@ class Bundle(unittest.TestCase):
         for pattern, table in DEFAULTS:
             found = {}
             for match in re.finditer(pattern, SOURCES):
-                name = table or match["table"].strip('"')
+                name = table or (match["table"] or "").strip('"')
                 found[TABLE_NAMES.get(name, name), match["key"]] = match["text"]
             self.assertGreater(len(found), 1, pattern)
             self.assertEqual(found, {(table, key): english[table].get(key) for table, key in found})

@@ -27,12 +27,6 @@ WINDOW_MANAGER = """<openbox_config xmlns="http://openbox.org/3.4/rc">
 
 
 class Keys(DialogTest):
-    def write(self, path, text):
-        path = f"{self.home}/{path}"
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "w") as file:
-            file.write(text)
-
     def assertFits(self):
         """The window fits on the screen and is as large as what is in it."""
         told = self.xdotool("getwindowfocus", "getwindowgeometry", "--shell").stdout.decode()
@@ -95,7 +89,7 @@ class Keys(DialogTest):
     def testWindowFitsItsTextsAndShowsItsKind(self):
         self.addDisplay()
         for font, language in ((11, "de"), (11, "es"), (11, "ru"), (22, "ru")):
-            self.write(".config/gtk-4.0/settings.ini", f"[Settings]\ngtk-font-name=Sans {font}\n")
+            self.write("home/.config/gtk-4.0/settings.ini", f"[Settings]\ngtk-font-name=Sans {font}\n")
             for words, isBlue in (FIELD, True), (ALERT, False), (("alert", "new_rsa_key"), False):
                 with self.subTest(words, font=font, language=language):
                     process = self.askInWindow(*words, change={"AUTH_LANGUAGE": language})
@@ -115,7 +109,7 @@ class Keys(DialogTest):
 
     def testWindowManagerCloses(self):
         self.addDisplay()
-        self.write(".config/openbox/rc.xml", WINDOW_MANAGER)
+        self.write("home/.config/openbox/rc.xml", WINDOW_MANAGER)
         self.startBeside("openbox")
         waitUntil(lambda: self.xdotool("get_desktop").returncode == 0)
         for words, expected in (FIELD, CANCELLED), (ALERT, NO):

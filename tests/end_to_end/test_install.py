@@ -24,8 +24,8 @@ class Install(EndToEndTest):
             self.assertTrue(os.path.exists(f"{contents}/{name}"), name)
         # The title of the banner comes in the system's language, not in the one asked for.
         for language in ("de", "fr"):
-            with open(f"{contents}/Resources/{language}.lproj/consts.strings", "w") as file:
-                file.write(f'"ssh_name" = "title in {language}";')
+            self.write(f"{contents}/Resources/{language}.lproj/consts.strings",
+                       f'"ssh_name" = "title in {language}";')
         for system, title in (("de_AT.UTF-8", b"title in de"), ("nl_NL.UTF-8", b"queltoSSH")):
             banner = self.runTool(program=tool, change={"LANG": system, "AUTH_LANGUAGE": "fr"}).stdout
             self.assertTrue(banner.startswith(title + b", 2.4.3."), banner)

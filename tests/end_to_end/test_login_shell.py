@@ -52,8 +52,7 @@ class LoginShell(EndToEndTest):
                 self.assertRuns(False, shell)
 
     def testRealShellsReadThePersonsProfile(self):
-        with open(self.home + "/.profile", "w") as file:
-            file.write(f"PATH={shlex.quote(self.folder)}:/usr/bin:/bin\n")
+        self.write("home/.profile", f"PATH={shlex.quote(self.folder)}:/usr/bin:/bin\n")
         for shell in ("/bin/sh", "/bin/bash", None):
             with self.subTest(shell=shell):
                 self.assertRuns(True, shell)

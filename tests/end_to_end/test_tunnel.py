@@ -23,11 +23,9 @@ class Tunnel(SvnTest):
             with self.subTest(name):
                 self.writeList(records)
                 copy = self.path(f"copy {revision}")
-                os.mkdir(copy)
-                with open(f"{copy}/file {revision}", "w") as file:
-                    file.write(name)
+                file = self.write(f"{copy}/file {revision}", name)
                 # svn takes the file that is already there into the copy.
-                for words in (("checkout", f"svn+ssh://{host}{self.repository}", copy), ("add", file.name),
+                for words in (("checkout", f"svn+ssh://{host}{self.repository}", copy), ("add", file),
                               ("commit", "-m", name, copy)):
                     result = self.svn(svnSsh, *words, tunnel=tunnel)
                     # The far shell reads the person's own start-up files, which may speak.

@@ -2,22 +2,14 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <sstream>
 
-#include "platform/files/read_file.h"
 #include "tests/support/ordinary_user.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quelto::ini {
 namespace {
-
-std::string contentOf(const std::string& path) {
-  return platform::readFile(path, IniFile::maximumFileSize).value_or("nothing");
-}
 
 TEST(IniFile, IsReadOrSaysWhyNot) {
   const struct {
@@ -36,10 +28,7 @@ TEST(IniFile, IsReadOrSaysWhyNot) {
       {"UTF-16", "printf '\\377\\376[\\0' >file", true},
       {"for all to write", "chmod 666 file", true},
       {"not for us to read", "chmod 0 file", true},
-      {"a folder", "rm file && mkdir file", true},
       {"a FIFO", "rm file && mkfifo file", true},
-      {"a device", "rm file && ln -s /dev/zero file", true},
-      {"one that fails", "rm file && ln -s /proc/self/mem file", true},
       {"the largest", "truncate -s 16777216 file", false},
       {"too large", "truncate -s 16777217 file", true},
   };
@@ -96,10 +85,10 @@ TEST(IniFile, IsSavedAndReadInOneOrder) {
   again.values["new"]["k"] = "v";
   (void)again.values.erase("a");
   ASSERT_TRUE(again.saveAll(std::nullopt, ""));
-  EXPECT_EQ(contentOf(path), "[z]\nk = " + std::string(200, 'v') + "\n\n[m]\n\n[new]\nk = v\n\n");
+  EXPECT_EQ(test::contentOf(path), "[z]\nk = " + std::string(200, 'v') + "\n\n[m]\n\n[new]\nk = v\n\n");
   again.values = {};
   ASSERT_TRUE(again.saveAll(120, ""));
-  EXPECT_EQ(contentOf(path), "");
+  EXPECT_EQ(test::contentOf(path), "");
 }
 
 TEST(IniFile, IsNotReplacedByWhatCouldNotBeRead) {
@@ -108,7 +97,7 @@ TEST(IniFile, IsNotReplacedByWhatCouldNotBeRead) {
   for (const std::string& value : {std::string("\xC3"), std::string(IniFile::maximumFileSize - 9, 'v')}) {
     file.values["s"]["k"] = value;
     EXPECT_FALSE(file.saveAll(std::nullopt, ""));
-    EXPECT_TRUE(contentOf(file.file()) == "[s]\nk = v\n");
+    EXPECT_TRUE(test::contentOf(file.file()) == "[s]\nk = v\n");
   }
 }
 

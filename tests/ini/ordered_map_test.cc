@@ -1,6 +1,5 @@
 #include "ini/ordered_map.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>

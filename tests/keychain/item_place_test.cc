@@ -1,18 +1,14 @@
 #include "keychain/item_place.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 
 #include "keychain/sec_item.h"
+#include "tests/support/process_surroundings.h"
 #include "tests/support/sessions.h"
 
 namespace quelto::keychain {
@@ -39,11 +35,7 @@ std::string storedSecret() {
   return std::string(std::get<SecData>(*result)->view());
 }
 
-std::string contentOf(const std::string& path) {
-  return (std::stringstream() << std::ifstream(path).rdbuf()).str();
-}
-
-std::string placeOf(const User& user) { return contentOf(user.data("keychain-place")); }
+std::string placeOf(const User& user) { return test::contentOf(user.data("keychain-place")); }
 
 /// Finding, updating and deleting an item.
 void expectOfStored(OSStatus status, const char* name) {
@@ -64,7 +56,8 @@ TEST(ItemPlace, IsNotEvenLookedForBeforeAnythingWasSaved) {
   User user(Session::desktop);
   user.around().lockCollection();
   expectOfStored(errSecItemNotFound, "a locked keyring");
-  EXPECT_EQ(contentOf("/proc/self/maps").find("libquelto_"), std::string::npos) << "no module is needed";
+  EXPECT_EQ(test::contentOf("/proc/self/maps").find("libquelto_"), std::string::npos)
+      << "no module is needed";
   EXPECT_FALSE(std::filesystem::exists(user.data()));
 }
 
@@ -88,18 +81,15 @@ TEST(ItemPlace, StaysInTheEmbeddedKeychain) {
   ASSERT_EQ(add({generic}, "on the server"), errSecSuccess);
   user.enter(Session::desktop);
   EXPECT_EQ(storedSecret(), "on the server");
-  struct stat status {};
-  ASSERT_EQ(::stat(user.data().c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0700U);
-  ASSERT_EQ(::stat(user.data("keychain-place").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 0777U, 0600U);
+  EXPECT_EQ(test::shell("stat -c %a " + user.data() + " " + user.data("keychain-place")).text, "700\n600\n");
 }
 
-TEST(ItemPlace, IsTheEmbeddedKeychainWhereNobodyCanOpenTheKeyring) {
+TEST(ItemPlace, IsTheEmbeddedKeychainWhereNoKeyringCanBeOpenedAndNoneWhereOneMayBeThere) {
   using Collection = test::KeyringSurroundings::Collection;
   const struct {
     const char* name;
     std::function<void(User&)> close;
+    bool isSettled = true;
   } rows[] = {
       {"locked", [](User& user) { user.around().lockCollection(); }},
       {"no collection",
@@ -109,107 +99,77 @@ TEST(ItemPlace, IsTheEmbeddedKeychainWhereNobodyCanOpenTheKeyring) {
          user.around().startKeyring(Collection::asItIs);
        }},
       {"no keyring", [](User& user) { user.around().stopKeyring(); }},
+      {"one that the bus cannot start",
+       [](User& user) {
+         user.around().stopKeyring();
+         user.around().breakActivation();
+       }},
+      {"no answer",
+       [](User& user) { user.around().set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere/at/all"); }, false},
   };
   for (const auto& row : rows) {
     User user(Session::desktop);
     row.close(user);
-    EXPECT_EQ(add({generic}, row.name), errSecSuccess) << row.name;
-    EXPECT_EQ(placeOf(user), "embedded\n") << row.name;
-    EXPECT_EQ(storedSecret(), row.name);
+    EXPECT_EQ(add({generic}, row.name), row.isSettled ? errSecSuccess : errSecNotAvailable) << row.name;
+    EXPECT_EQ(placeOf(user), row.isSettled ? "embedded\n" : "") << row.name;
+    EXPECT_EQ(std::filesystem::exists(user.data()), row.isSettled) << row.name;
+    EXPECT_EQ(storedSecret(), row.isSettled ? row.name : std::to_string(errSecItemNotFound));
   }
 }
 
-/// As on a disk that is full once so many bytes are written.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) {
-    ::getrlimit(RLIMIT_FSIZE, &before_);
-    ::signal(SIGXFSZ, SIG_IGN);
-    const struct rlimit limit { .rlim_cur = bytes, .rlim_max = before_.rlim_max };
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
-  FileSizeLimit(const FileSizeLimit&) = delete;
-  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
- private:
-  struct rlimit before_ {};
-};
-
-TEST(ItemPlace, KeepsNothingThatItCannotSettleFor) {
-  for (const Session session : test::allSessions) {
-    User user(session);
+TEST(ItemPlace, IsSettledForGoodOrNothingIsKept) {
+  const struct {
+    Session session;
+    rlim_t room;
+    /// Once the record is written, another process may rely on it.
+    const char* place;
+  } rows[] = {{Session::desktop, 0, ""}, {Session::server, 0, ""}, {Session::server, 100, "embedded\n"}};
+  for (const auto& [session, room, place] : rows) {
+    const User user(session);
     {
-      const FileSizeLimit nothing(0);
-      EXPECT_EQ(add({generic}), errSecIO) << session;
+      const test::FileSizeLimit limit(room);
+      EXPECT_EQ(add({generic}), errSecIO) << session << room;
     }
-    EXPECT_EQ(storedSecret(), std::to_string(errSecItemNotFound)) << session;
-    EXPECT_EQ(add({generic}), errSecSuccess) << session << ": not a duplicate";
+    EXPECT_EQ(placeOf(user), place) << session << room;
+    EXPECT_EQ(storedSecret(), std::to_string(errSecItemNotFound)) << session << room;
+    EXPECT_EQ(add({generic}), errSecSuccess) << session << room << ": not a duplicate";
   }
-}
-
-TEST(ItemPlace, StaysSettledWhenTheFirstItemIsNotKept) {
-  // Another process may have relied on the record by then.
-  const User user(Session::server);
-  {
-    const FileSizeLimit recordOnly(100);
-    EXPECT_EQ(add({generic}), errSecIO);
-  }
-  EXPECT_EQ(placeOf(user), "embedded\n");
-  EXPECT_EQ(add({generic}), errSecSuccess);
 }
 
 TEST(ItemPlace, IsOneForProcessesThatSettleItAtOnce) {
   for (int round = 0; round < 10; ++round) {
     User user(Session::desktop);
-    const auto addIn = [&user](Session session) {
-      const pid_t id = ::fork();
-      if (id != 0) return id;
-      user.enter(session);
-      ::_exit(add({generic, {kSecAttrAccount, testing::PrintToString(session)}}) == errSecSuccess ? 0 : 1);
-    };
-    const pid_t children[] = {addIn(Session::server), addIn(Session::desktop)};
-    int added = 0;
-    for (const pid_t id : children) {
-      int status = -1;
-      ASSERT_EQ(::waitpid(id, &status, 0), id);
-      added += status == 0 ? 1 : 0;
+    test::Children children;
+    for (const Session session : test::allSessions) {
+      children.add([&user, session] {
+        user.enter(session);
+        return add({generic, {kSecAttrAccount, testing::PrintToString(session)}}) == errSecSuccess ? 1 : 0;
+      });
     }
-    EXPECT_GE(added, 1);
+    const std::vector<int> added = children.exitStatuses();
+    EXPECT_GE(std::ranges::count(added, 1), 1);
     const auto inKeyring = test::shell("secret-tool search --all class org.quelto.genericPassword");
     EXPECT_EQ(inKeyring.text.empty(), std::filesystem::exists(user.data("keychain.sqlite")))
         << "items in one place alone";
   }
 }
 
-TEST(ItemPlace, IsNotSettledForAKeyringThatMayBeThereAndDoesNotAnswer) {
-  User user(Session::desktop);
-  user.around().set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere/at/all");
-  EXPECT_EQ(add({generic}), errSecNotAvailable);
-  EXPECT_FALSE(std::filesystem::exists(user.data()));
-}
-
 TEST(ItemPlace, DistrustsWhatOthersMayHaveWritten) {
   const struct {
     const char* name;
-    std::function<void(const User&)> spoil;
+    /// Run in the folder with the record.
+    const char* command;
   } rows[] = {
-      {"a record of nothing",
-       [](const User& user) { std::ofstream(user.data("keychain-place")) << "elsewhere\n"; }},
-      {"an empty record", [](const User& user) { std::ofstream(user.data("keychain-place")) << ""; }},
-      {"a record that all may write",
-       [](const User& user) { ::chmod(user.data("keychain-place").c_str(), 0666); }},
-      {"a folder that all may enter", [](const User& user) { ::chmod(user.data().c_str(), 0755); }},
-      {"a link in the record's place",
-       [](const User& user) {
-         std::filesystem::rename(user.data("keychain-place"), user.data("moved"));
-         std::filesystem::create_symlink("moved", user.data("keychain-place"));
-       }},
+      {"a record of nothing", "echo elsewhere >keychain-place"},
+      {"an empty record", ": >keychain-place"},
+      {"a record that all may write", "chmod 666 keychain-place"},
+      {"a folder that all may enter", "chmod 755 ."},
+      {"a link in the record's place", "mv keychain-place moved && ln -s moved keychain-place"},
   };
   for (const auto& row : rows) {
-    User user(Session::server);
+    const User user(Session::server);
     ASSERT_EQ(add({generic}), errSecSuccess);
-    row.spoil(user);
+    ASSERT_EQ(std::system(("cd " + user.data() + " && " + row.command).c_str()), 0) << row.name;
     expectOfEach(errSecNotAvailable, row.name);
   }
 }

@@ -1,6 +1,14 @@
 #include "tests/keychain/item_store_contract.h"
 
+#include <unistd.h>
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <future>
 #include <vector>
+
+#include "tests/support/processes.h"
 
 namespace quelto::test {
 
@@ -19,17 +27,21 @@ Item itemOf(ItemClass itemClass, Attributes attributes, std::string_view secret)
   return {.itemClass = itemClass, .attributes = std::move(attributes), .secret = platform::Secret(secret)};
 }
 
+void expectFound(ItemStore& store, const Attributes& match, const Item& item) {
+  for (const Want want : {Want::attributes, Want::attributesAndSecret}) {
+    Item found;
+    ASSERT_EQ(store.find({item.itemClass, match}, want, found), errSecSuccess);
+    EXPECT_EQ(found.itemClass, item.itemClass);
+    EXPECT_TRUE(found.attributes == item.attributes) << item.secret.view().substr(0, 20);
+    EXPECT_TRUE(found.secret.view() == (want == Want::attributes ? "" : item.secret.view()));
+  }
+}
+
 }  // namespace
 
 OSStatus ItemStoreContract::add(ItemClass itemClass, Attributes attributes, std::string_view secret) {
   const Item item = itemOf(itemClass, std::move(attributes), secret);
   return store().add({&item, 1});
-}
-
-std::string ItemStoreContract::secretOf(const ItemMatch& match) {
-  Item found;
-  const OSStatus status = store().find(match, Want::attributesAndSecret, found);
-  return status == errSecSuccess ? std::string(found.secret.view()) : "status " + std::to_string(status);
 }
 
 TEST_P(ItemStoreContract, GivesBackWhatItWasGivenByteForByte) {
@@ -39,27 +51,27 @@ TEST_P(ItemStoreContract, GivesBackWhatItWasGivenByteForByte) {
   for (const char* name : {"account", "server", "port", "protocol", "path", "authtype", "domain", "label",
                            "comment", "description", "access_name", "access_path_1", "type"})
     all[name] = name;
-  const Item items[] = {
-      itemOf(generic, {{"account", "alice"}, {"label", "A label"}}, "secret"),
-      itemOf(generic, {{"account", "without a secret"}}, ""),
-      itemOf(generic, {{"account", ""}, {"service", "s"}}, "an empty attribute"),
-      itemOf(generic, {{"account", anyBytes}, {"label", anyBytes}, {"comment", anyBytes}}, anyBytes),
-      itemOf(generic, {{"account", longText}, {"label", longText}}, longText),
-      itemOf(generic, {{"account", longText + "y"}}, "alike for long"),
-      itemOf(generic, {{"account", "data:,a%00b"}, {"label", "%41"}}, "what looks encoded"),
+  std::vector<Item> items;
+  items.push_back(itemOf(generic, {{"account", "without a secret or a label"}}, ""));
+  items.push_back(itemOf(generic, {{"account", longText}, {"label", longText}}, longText));
+  items.push_back(itemOf(generic, {{"account", longText + "y"}}, "alike for long"));
+  items.push_back(
       itemOf(key, {{"tag", anyBytes}, {"keyclass", "public"}, {"bits", "2048"}, {"applabel", anyBytes}},
-             std::string(4096, '\0')),
-      itemOf(internet, all, "all attributes"),
-  };
+             std::string(4096, '\0')));
+  items.push_back(itemOf(internet, all, "all attributes"));
+  for (const std::string& value :
+       {std::string("Zo\u00EB <a&b> %41"), std::string(), anyBytes, std::string("data:,a%00b"),
+        std::string("data:,"), std::string("%41"), std::string("data:,a%zz"), std::string("\xff\xed\xa0\x80"),
+        std::string("\r\n\t\x1b\x7f")})
+    items.push_back(itemOf(generic, {{"account", value}, {"label", value}, {"comment", value}}, value));
   for (const Item& item : items)
     ASSERT_EQ(store().add({&item, 1}), errSecSuccess) << item.secret.view().substr(0, 20);
-  for (const Item& item : items) {
-    for (const Want want : {Want::attributes, Want::attributesAndSecret}) {
-      Item found;
-      ASSERT_EQ(store().find({item.itemClass, item.attributes}, want, found), errSecSuccess);
-      EXPECT_EQ(found.itemClass, item.itemClass);
-      EXPECT_TRUE(found.attributes == item.attributes) << item.secret.view().substr(0, 20);
-      EXPECT_TRUE(found.secret.view() == (want == Want::attributes ? "" : item.secret.view()));
+  for (const bool isRestarted : {false, true}) {
+    if (isRestarted) restart();
+    for (const Item& item : items) {
+      expectFound(store(), item.attributes, item);
+      if (const auto label = item.attributes.find("label"); label != item.attributes.end())
+        expectFound(store(), {*label}, item);
     }
   }
 }
@@ -189,6 +201,127 @@ TEST_P(ItemStoreContract, UpdatesAndRemovesTheFirstMatchAlone) {
   EXPECT_EQ(secretOf(all), "3");
   EXPECT_EQ(store().remove(all) + store().remove(all), errSecSuccess);
   EXPECT_EQ(store().remove(all), errSecItemNotFound);
+}
+
+TEST_P(ItemStoreContract, TakesTheOldestFirstAlsoWithinOneSecond) {
+  // More than ten, so that numbers of one and of two digits are compared.
+  std::vector<std::string> accounts;
+  for (char letter = 'l'; letter >= 'a'; --letter) accounts.emplace_back(1, letter);
+  for (const std::string& account : accounts) ASSERT_EQ(addItem(store(), account), errSecSuccess);
+  restart();
+  EXPECT_EQ(takeAccounts(store()), accounts);
+}
+
+namespace {
+
+constexpr int processes = 5;
+constexpr int writersOfEach = 3;
+constexpr int rounds = 4;
+/// Ends a process in which something went wrong; the others end with the number of the pairs that they made.
+constexpr int failed = 100;
+
+/// Repeats a call that ran out of time, as one may on a busy machine. It may have been carried out all the
+/// same: then `again` is the status of the next one.
+OSStatus finally(const std::function<OSStatus()>& call, OSStatus again) {
+  OSStatus status = call();
+  for (int tries = 0; status == errSecNotAvailable && tries < 20; ++tries) {
+    status = call();
+    if (status == again) return errSecSuccess;
+  }
+  return status;
+}
+
+/// In each round adds two items, changes one and removes the other, and adds a pair that all others add, too.
+int write(ItemStore& store, const std::string& name) {
+  int pairs = 0;
+  for (int round = 0; round < rounds; ++round) {
+    const std::string kept = name + std::to_string(round);
+    const std::string removed = kept + "-";
+    const struct {
+      std::function<OSStatus()> call;
+      OSStatus again;
+    } steps[] = {
+        {[&] { return addItem(store, kept); }, errSecDuplicateItem},
+        {[&] { return addItem(store, removed); }, errSecDuplicateItem},
+        {[&] { return store.updateSecret(matchOf(kept), platform::Secret("changed")); }, errSecSuccess},
+        {[&] { return store.remove(matchOf(removed)); }, errSecItemNotFound},
+    };
+    for (const auto& [call, again] : steps)
+      if (finally(call, again) != errSecSuccess) return failed;
+    const auto addIt = [&] { return addPair(store, std::to_string(round), name); };
+    const OSStatus status = finally(addIt, errSecSuccess);
+    if (status != errSecSuccess && status != errSecDuplicateItem) return failed;
+    pairs += status == errSecSuccess ? 1 : 0;
+  }
+  return pairs;
+}
+
+/// Looks, as long as somebody writes, for the oldest item, which is never touched, and for pairs of which
+/// only one half is there. A look may run out of time.
+int read(ItemStore& store, const std::atomic<int>& writing) {
+  const std::string noAnswer = "status " + std::to_string(errSecNotAvailable);
+  while (writing > 0) {
+    const std::string oldest = secretOf(store, {generic, {{"service", "svn"}}});
+    if (oldest != "secret of untouched" && oldest != noAnswer) return failed;
+    for (int round = 0; round < rounds; ++round) {
+      for (const auto& [half, other] : {std::pair{"private", "public"}, {"public", "private"}}) {
+        const std::string maker = secretOf(store, halfOf(std::to_string(round), half));
+        if (maker == noAnswer || maker == notFound) continue;
+        const std::string makerOfOther = secretOf(store, halfOf(std::to_string(round), other));
+        if (makerOfOther != maker && makerOfOther != noAnswer) return failed;
+      }
+    }
+  }
+  return 0;
+}
+
+/// Several threads that write, and one that reads, in one process.
+int useAtOnce(ItemStore& store, const std::string& process) {
+  std::atomic<int> writing = writersOfEach;
+  std::vector<std::future<int>> threads;
+  for (int writer = 0; writer < writersOfEach; ++writer) {
+    threads.push_back(std::async(std::launch::async, [&, name = process + std::to_string(writer) + "/"] {
+      const int pairs = write(store, name);
+      --writing;
+      return pairs;
+    }));
+  }
+  threads.push_back(std::async(std::launch::async, [&] { return read(store, writing); }));
+  int pairs = 0;
+  for (auto& thread : threads) pairs += thread.get();
+  return pairs;
+}
+
+}  // namespace
+
+TEST_P(ItemStoreContract, LosesAndTearsNothingHoweverManyUseItAtOnce) {
+  if (const char* const process = std::getenv(isOneOfMany); process != nullptr)
+    ::_exit(useAtOnce(store(), process));
+  ASSERT_EQ(addItem(store(), "untouched"), errSecSuccess);
+  const testing::TestInfo& info = *testing::UnitTest::GetInstance()->current_test_info();
+  const std::string program = " " + std::filesystem::read_symlink("/proc/self/exe").string() +
+                              " --gtest_filter=" + info.test_suite_name() + "." + info.name();
+  std::vector<std::future<int>> ends;
+  for (char process = 'a'; process < 'a' + processes; ++process) {
+    ends.push_back(std::async(std::launch::async, [&, process] {
+      return shell("env " + std::string(isOneOfMany) + "=" + process + program).status;
+    }));
+  }
+  int pairs = 0;
+  for (auto& end : ends) pairs += end.get();
+  EXPECT_LE(pairs, rounds) << "one maker each, or none when its call ran out of time";
+  for (int round = 0; round < rounds; ++round) {
+    const std::string maker = makerOf(store(), std::to_string(round));
+    EXPECT_TRUE(maker != "nobody" && maker != "torn") << maker;
+    for (char process = 'a'; process < 'a' + processes; ++process) {
+      for (int writer = 0; writer < writersOfEach; ++writer) {
+        const std::string kept = process + std::to_string(writer) + "/" + std::to_string(round);
+        EXPECT_EQ(secretOf(matchOf(kept)), "changed") << kept;
+        EXPECT_EQ(secretOf(matchOf(kept + "-")), notFound) << kept;
+      }
+    }
+  }
+  EXPECT_EQ(findItem(store(), "untouched"), errSecSuccess);
 }
 
 }  // namespace quelto::test

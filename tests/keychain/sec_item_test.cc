@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <initializer_list>
+#include <set>
 
 #include "tests/support/sessions.h"
 
@@ -68,70 +70,51 @@ class SecItem : public testing::TestWithParam<Session> {
 INSTANTIATE_TEST_SUITE_P(In, SecItem, testing::ValuesIn(test::allSessions),
                          testing::PrintToStringParamName());
 
-TEST_P(SecItem, ResultsAreWhatIsAskedFor) {
-  const SecDictionary item{internet,
-                           {kSecAttrAccount, std::string("ann")},
-                           {kSecAttrPort, std::int64_t{0}},
-                           {kSecAttrProtocol, std::string("ssh ")},
-                           {kSecAttrLabel, std::string("Label \u00E9")}};
-  ASSERT_EQ(add(item), errSecSuccess);
-  std::optional<SecValue> result = std::string("left over");
-
-  EXPECT_EQ(SecItemCopyMatching(item, &result), errSecSuccess);
-  EXPECT_FALSE(result);
-
-  SecDictionary query = item;
-  query.set(kSecReturnAttributes, kCFBooleanTrue);
-  ASSERT_EQ(SecItemCopyMatching(query, &result), errSecSuccess);
-  const auto attributes = std::get<std::shared_ptr<const SecDictionary>>(*result);
-  EXPECT_EQ(attributes->size(), item.size());
-  for (const auto& [key, value] : item) EXPECT_EQ(*attributes->find(key), value) << key;
-
-  query.set(kSecReturnData, kCFBooleanTrue);
-  ASSERT_EQ(SecItemCopyMatching(query, &result), errSecSuccess);
-  const auto whole = std::get<std::shared_ptr<const SecDictionary>>(*result);
-  EXPECT_EQ((*whole->find<SecData>(kSecValueData))->view(), "s3cret");
-
-  EXPECT_EQ(SecItemCopyMatching({generic}, &result), errSecItemNotFound);
-  EXPECT_FALSE(result);
+/// With these attributes: each text is its own name, the number is 0.
+SecDictionary itemWith(const Entry& itemClass, SecDictionaryKey number,
+                       std::initializer_list<SecDictionaryKey> texts) {
+  SecDictionary item{itemClass, {number, std::int64_t{0}}};
+  for (const SecDictionaryKey text : texts) item.set(text, std::string(text));
+  return item;
 }
 
-TEST(SecItemIdentity, EachAttributeOfItCounts) {
-  const struct {
-    Entry itemClass;
-    std::vector<Entry> identity;
-    std::vector<Entry> others;
-  } rows[] = {
-      {generic,
-       {{kSecAttrAccount, std::string("x")},
-        {kSecAttrService, std::string("x")},
-        {kSecAttrGeneric, std::string("x")},
-        {kSecAttrType, std::int64_t{1}}},
-       {{kSecAttrLabel, std::string("x")},
-        {kSecAttrComment, std::string("x")},
-        {kSecAttrDescription, std::string("x")}}},
-      {internet,
-       {{kSecAttrAccount, std::string("x")},
-        {kSecAttrServer, std::string("x")},
-        {kSecAttrPort, std::int64_t{1}},
-        {kSecAttrProtocol, std::string("x")},
-        {kSecAttrPath, std::string("x")},
-        {kSecAttrAuthenticationType, std::string("x")},
-        {kSecAttrSecurityDomain, std::string("x")}},
-       {{kSecAttrLabel, std::string("x")}, {kSecAttrType, std::int64_t{1}}}},
+TEST_P(SecItem, ResultsAreWhatIsAskedFor) {
+  const std::set<SecDictionaryKey> notOfIdentity{kSecAttrLabel, kSecAttrComment, kSecAttrDescription};
+  const SecDictionary items[] = {
+      itemWith(generic, kSecAttrType,
+               {kSecAttrAccount, kSecAttrService, kSecAttrGeneric, kSecAttrLabel, kSecAttrComment,
+                kSecAttrDescription}),
+      itemWith(internet, kSecAttrPort,
+               {kSecAttrAccount, kSecAttrServer, kSecAttrProtocol, kSecAttrPath, kSecAttrAuthenticationType,
+                kSecAttrSecurityDomain, kSecAttrLabel, kSecAttrComment, kSecAttrDescription}),
   };
-  User user(Session::server);
-  for (const auto& row : rows) {
-    SecDictionary item{row.itemClass};
+  for (const SecDictionary& item : items) {
+    std::optional<SecValue> result = std::string("left over");
+    EXPECT_EQ(SecItemCopyMatching(item, &result), errSecItemNotFound);
+    EXPECT_FALSE(result);
     ASSERT_EQ(add(item), errSecSuccess);
-    for (const auto& [key, value] : row.identity) {
-      SecDictionary other{row.itemClass};
-      other.set(key, value);
-      EXPECT_EQ(add(other), errSecSuccess) << key;
-      EXPECT_EQ(add(other), errSecDuplicateItem) << key;
+    result = std::string("left over");
+    EXPECT_EQ(SecItemCopyMatching(item, &result), errSecSuccess);
+    EXPECT_FALSE(result);
+
+    SecDictionary query = item;
+    query.set(kSecReturnAttributes, kCFBooleanTrue);
+    ASSERT_EQ(SecItemCopyMatching(query, &result), errSecSuccess);
+    const auto attributes = std::get<std::shared_ptr<const SecDictionary>>(*result);
+    EXPECT_EQ(attributes->size(), item.size());
+    for (const auto& [key, value] : item) EXPECT_EQ(*attributes->find(key), value) << key;
+
+    query.set(kSecReturnData, kCFBooleanTrue);
+    ASSERT_EQ(SecItemCopyMatching(query, &result), errSecSuccess);
+    const auto whole = std::get<std::shared_ptr<const SecDictionary>>(*result);
+    EXPECT_EQ((*whole->find<SecData>(kSecValueData))->view(), "s3cret");
+
+    for (const auto& [key, value] : item) {
+      if (key == kSecClass) continue;
+      SecDictionary other = item;
+      other.remove(key);
+      EXPECT_EQ(add(other), notOfIdentity.contains(key) ? errSecDuplicateItem : errSecSuccess) << key;
     }
-    for (const auto& [key, value] : row.others) item.set(key, value);
-    EXPECT_EQ(add(item), errSecDuplicateItem);
   }
 }
 

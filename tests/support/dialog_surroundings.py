@@ -115,11 +115,9 @@ class DialogTest(EndToEndTest):
 
     def writeTables(self, **entries):
         """The same tables of the language "xx" in the bundle copied last."""
-        folder = self.contents + "/Resources/xx.lproj"
-        os.makedirs(folder, exist_ok=True)
+        content = "".join(f'{key} = "{text}";' for key, text in entries.items())
         for table in ("vantorSuiteSSH", "Localizable"):
-            with open(f"{folder}/{table}.strings", "w") as file:
-                file.writelines(f'{key} = "{text}";' for key, text in entries.items())
+            self.write(f"{self.contents}/Resources/xx.lproj/{table}.strings", content)
 
     def addDisplay(self):
         """Starts an X server without a window manager and returns it."""

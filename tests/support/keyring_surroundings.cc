@@ -14,6 +14,7 @@ namespace {
 
 constexpr const char* services = "/usr/share/dbus-1/services/";
 constexpr const char* keyringCommand = "gnome-keyring-daemon --foreground --components=secrets";
+const std::string service = "[D-BUS Service]\nName=org.freedesktop.secrets\nExec=/usr/bin/";
 
 void require(bool condition, const std::string& otherwise) {
   if (!condition) throw std::runtime_error(otherwise);
@@ -67,10 +68,7 @@ KeyringSurroundings::KeyringSurroundings(const Around& around) {
   }
   folder_.write("password", "test");
   folder_.write("bus.conf", busConfiguration(folder_.path(), around.names));
-  if (around.activation)
-    folder_.write(
-        "services/secrets.service",
-        "[D-BUS Service]\nName=org.freedesktop.secrets\nExec=/usr/bin/" + std::string(keyringCommand) + "\n");
+  if (around.activation) folder_.write("services/secrets.service", service + keyringCommand + "\n");
   bus_ = std::make_unique<Companion>("exec dbus-daemon --nofork --nosyslog --print-address=3 --config-file=" +
                                          path("bus.conf") + " >/dev/null 2>&1",
                                      Companion::Speech::announces);
@@ -101,6 +99,10 @@ void KeyringSurroundings::startKeyring(Collection collection) {
 }
 
 void KeyringSurroundings::stopKeyring() { keyring_.reset(); }
+
+void KeyringSurroundings::breakActivation() const {
+  folder_.write("services/secrets.service", service + "nowhere\n");
+}
 
 void KeyringSurroundings::lockCollection() const {
   const Printed locked = shell(

@@ -33,6 +33,8 @@ class KeyringSurroundings {
   enum class Collection { unlocked, asItIs };
   void startKeyring(Collection collection = Collection::unlocked);
   void stopKeyring();
+  /// The program that the bus would start is missing.
+  void breakActivation() const;
   void lockCollection() const;
   [[nodiscard]] Companion& keyring() { return *keyring_; }
   [[nodiscard]] Companion& bus() { return *bus_; }

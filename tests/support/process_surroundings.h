@@ -1,7 +1,9 @@
 #pragma once
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -39,6 +41,23 @@ class Captured {
   int descriptor_;
   platform::UniqueFd before_;
   platform::UniqueFd text_;
+};
+
+/// As on a disk that is full once so many bytes of a file are written.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) {
+    ::getrlimit(RLIMIT_FSIZE, &before_);
+    ::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{.rlim_cur = bytes, .rlim_max = before_.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() { ::setrlimit(RLIMIT_FSIZE, &before_); }
+  FileSizeLimit(const FileSizeLimit&) = delete;
+  FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+ private:
+  rlimit before_{};
 };
 
 /// Sees whether the threads that our code has started since then end. They have the program's name; those

@@ -11,8 +11,6 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "platform/files/descriptors.h"
-
 namespace quelto::test {
 namespace {
 
@@ -43,6 +41,27 @@ int exitStatusOf(pid_t child) {
   int status = -1;
   while (::waitpid(child, &status, 0) < 0 && errno == EINTR) continue;
   return exitStatusIn(status);
+}
+
+void Children::add(const std::function<int()>& run) {
+  ids_.push_back(inChild([&] {
+    start_.writeEnd.reset();
+    (void)countUntilEnd(start_.readEnd);
+    return run();
+  }));
+}
+
+std::vector<int> Children::exitStatuses() {
+  start_.writeEnd.reset();
+  std::vector<int> statuses;
+  for (const pid_t id : ids_) statuses.push_back(exitStatusOf(id));
+  return statuses;
+}
+
+std::size_t countUntilEnd(const platform::UniqueFd& reader) {
+  std::size_t count = 0;
+  for (char byte = 0; ::read(reader.get(), &byte, 1) == 1;) ++count;
+  return count;
 }
 
 Companion::Companion(const std::string& command, Speech speech) {

@@ -4,6 +4,9 @@
 
 #include <functional>
 #include <string>
+#include <vector>
+
+#include "platform/files/descriptors.h"
 
 /// Processes that tests start beside themselves.
 namespace quelto::test {
@@ -20,6 +23,21 @@ struct Printed {
 
 /// Waits for a child's end. A signal that ended it is given as its negative number.
 [[nodiscard]] int exitStatusOf(pid_t child);
+
+/// Processes that are started one by one, begin at once, and end with what their functions return.
+class Children {
+ public:
+  void add(const std::function<int()>& run);
+  /// Lets them begin and waits for their ends, in the same order.
+  [[nodiscard]] std::vector<int> exitStatuses();
+
+ private:
+  platform::Pipe start_ = platform::makePipe();
+  std::vector<pid_t> ids_;
+};
+
+/// Counts the bytes that come until all who could write have closed their end.
+[[nodiscard]] std::size_t countUntilEnd(const platform::UniqueFd& reader);
 
 /// A program beside the test, in this process's environment, that is ended with the object.
 class Companion {

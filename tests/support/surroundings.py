@@ -73,28 +73,27 @@ class EndToEndTest(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.folder, name)
 
-    def program(self, name, text, mode=0o755):
-        """Writes a script, of the shell when it does not say otherwise, and returns its path."""
+    def write(self, name, text, mode=0o644):
+        """Writes a file of ours and returns its path."""
         path = self.path(name)
         os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "w") as file:
-            file.write(text if text.startswith("#!") else "#!/bin/sh\n" + text + "\n")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
         os.chmod(path, mode)
         return path
 
+    def program(self, name, text, mode=0o755):
+        """Writes a script, of the shell when it does not say otherwise, and returns its path."""
+        return self.write(name, text if text.startswith("#!") else "#!/bin/sh\n" + text + "\n", mode)
+
     def writeList(self, content, home=None, mode=0o600):
-        path = self.list if home is None else home + "/.quelto/sshservers"
-        os.makedirs(os.path.dirname(path), exist_ok=True)
-        with open(path, "wb") as file:
-            file.write(content if isinstance(content, bytes) else content.encode())
-        os.chmod(path, mode)
+        self.write(self.list if home is None else home + "/.quelto/sshservers", content, mode)
 
     def withPasswordDatabase(self, name, home):
         """The variables that put the current user into a password database under another name."""
-        with open(self.path("passwd"), "w") as file:
-            file.write(f"{name}:x:{os.getuid()}:{os.getgid()}::{home}:/bin/sh\n")
+        database = self.write("passwd", f"{name}:x:{os.getuid()}:{os.getgid()}::{home}:/bin/sh\n")
         sanitizer = self.environment.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
-        return {"LD_PRELOAD": "libnss_wrapper.so", "NSS_WRAPPER_PASSWD": self.path("passwd"),
+        return {"LD_PRELOAD": "libnss_wrapper.so", "NSS_WRAPPER_PASSWD": database,
                 "NSS_WRAPPER_GROUP": "/etc/group", "ASAN_OPTIONS": sanitizer}
 
     def start(self, *words, program=TOOL, change=None, prepare=None, **options):
@@ -199,9 +198,8 @@ class SvnTest(EndToEndTest):
         self.repository = self.path("repository")
         subprocess.run(["svnadmin", "create", self.repository], check=True, timeout=LIMIT)
         # Everything but the user and the port, and nothing of the person's own files.
-        with open(self.path("ssh_config"), "w") as file:
-            file.write(f"IdentityFile {self.server.identity}\nIdentitiesOnly yes\nIdentityAgent none\n"
-                       f"BatchMode yes\nUserKnownHostsFile {self.server.knownHosts}\nConnectTimeout 5\n")
+        self.write("ssh_config", f"IdentityFile {self.server.identity}\nIdentitiesOnly yes\nIdentityAgent none\n"
+                   f"BatchMode yes\nUserKnownHostsFile {self.server.knownHosts}\nConnectTimeout 5\n")
         # A path may hold a space, and svn splits the value like a shell.
         self.tool = f'"{TOOL}"'
         self.configured = f"{self.tool} -F {self.path('ssh_config')}"

@@ -8,6 +8,15 @@
 
 namespace quelto::test {
 
+/// Empty when the file cannot be read.
+inline std::string contentOf(const std::filesystem::path& file) {
+  return (std::stringstream() << std::ifstream(file, std::ios::binary).rdbuf()).str();
+}
+
+inline void writeFile(const std::filesystem::path& file, const std::string& content) {
+  std::ofstream(file, std::ios::binary) << content;
+}
+
 /// A folder of its own for one test, removed with everything in it.
 class TemporaryFolder {
  public:
@@ -25,17 +34,12 @@ class TemporaryFolder {
 
   std::string write(const std::string& name, const std::string& content) const {
     std::filesystem::create_directories(std::filesystem::path(path(name)).parent_path());
-    std::ofstream(path(name), std::ios::binary) << content;
+    writeFile(path(name), content);
     return path(name);
   }
 
  private:
   std::string path_;
 };
-
-/// Empty when the file cannot be read.
-inline std::string contentOf(const std::filesystem::path& file) {
-  return (std::stringstream() << std::ifstream(file, std::ios::binary).rdbuf()).str();
-}
 
 }  // namespace quelto::test

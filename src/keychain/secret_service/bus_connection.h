@@ -29,8 +29,8 @@ struct Answer {
 /// One connection to a message bus. It serves one thread at a time; which one does not matter.
 class BusConnection {
  public:
-  /// Connects to the bus at a D-Bus server address; null when none is there. Waits without a limit, but ends
-  /// when it is cancelled.
+  /// Connects to the bus at a D-Bus server address; null when none is there. Waits without a limit, but ends,
+  /// with null, when it is cancelled.
   [[nodiscard]] static std::unique_ptr<BusConnection> open(const std::string& address,
                                                            GCancellable* cancellable);
 
@@ -39,16 +39,18 @@ class BusConnection {
   BusConnection& operator=(const BusConnection&) = delete;
 
   /// Sends the requests to whoever has the name `destination`, one right after the other, and waits for an
-  /// answer to each. Starts nobody. Once the deadline is over nothing is sent; with one that never comes the
-  /// wait ends with the answers, with their sender or with the bus.
+  /// answer to each: in the order of the requests, `noAnswer` for what has not come by the deadline. Starts
+  /// nobody. Once the deadline is over nothing is sent; with one that never comes the wait ends with the
+  /// answers, with their sender or with the bus.
   [[nodiscard]] std::vector<Answer> askAll(const char* destination, const std::vector<Request>& requests,
                                            const platform::Deadline& deadline);
+  /// The same for one request.
   [[nodiscard]] Answer ask(const char* destination, Request request, const platform::Deadline& deadline);
 
-  /// Asks the bus itself.
+  /// The same of the bus itself. Takes the arguments over.
   [[nodiscard]] Answer askBus(const char* method, GVariant* arguments, const char* answerType,
                               const platform::Deadline& deadline);
-  /// The same, but does not wait for the answer.
+  /// Does not wait for the answer: a failure stays unknown.
   void tellBus(const char* method, GVariant* arguments);
 
   /// Serves what arrives until `isReached`; false when the deadline or the end of the connection comes first.
@@ -64,7 +66,8 @@ class BusConnection {
   ObjectOwner<GDBusConnection> connection_;
 };
 
-/// The first signal of one kind that arrives while the object lives. The connection must outlive it.
+/// The first signal of one kind that arrives while the object lives. For the thread that uses the connection,
+/// which must outlive it.
 class AwaitedSignal {
  public:
   struct Kind {

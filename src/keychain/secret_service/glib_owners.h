@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-/// Owners for what GLib counts references of.
+/// Owners for what GLib counts references of. Variants are never altered, so any thread may read them; the
+/// types that the functions ask for are the caller's to know.
 namespace quelto::keychain {
 
 template <auto release>

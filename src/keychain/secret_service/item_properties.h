@@ -13,7 +13,7 @@
 /// bytes, each outside RFC 3986's unreserved set percent-encoded: "data:,a%00b". So any bytes come back, and
 /// two texts are equal exactly when their bytes are. The label attribute is the item's label and nothing
 /// else, so that renaming an item in the desktop's keyring program renames it; a missing label is the empty
-/// text there, an empty one "data:,".
+/// text there, an empty one "data:,". All functions are thread-safe; those that make something never fail.
 namespace quelto::keychain {
 
 /// What the keyring tells of an item, without its secret.

@@ -12,8 +12,9 @@
 
 namespace quelto::keychain {
 
-/// Finds items in the keyring, for one call. Whatever has to be open for the answer is opened, with the
-/// person's help where that is needed.
+/// Finds items in the keyring, for one call and on its thread. Whatever has to be open for the answer is
+/// opened, with the person's help where that is needed. An outcome that is not described is that of the
+/// request that failed; what was set until then means nothing.
 class ItemSearch {
  public:
   enum class Purpose { reading, changing, adding };

@@ -29,12 +29,13 @@ class KeyringService {
 
   /// Connects to the bus, if that is not done, and finds the daemon that runs now, or has the bus start one;
   /// to be called first in every call. `noOwner` or `refused` when there is none and the bus knows none, or
-  /// cannot start it.
+  /// cannot start it; `noAnswer` when there is no bus or one that does not answer.
   [[nodiscard]] Outcome findDaemon(const TimedCall& call);
 
   /// The daemon's own name, which the bus gives to no other connection.
   [[nodiscard]] const std::string& daemon() const { return daemon_; }
 
+  /// Ask that daemon, as `BusConnection` does; once it is found.
   [[nodiscard]] Answer ask(Request request, const platform::Deadline& deadline) {
     return bus_->ask(daemon_.c_str(), std::move(request), deadline);
   }
@@ -43,6 +44,7 @@ class KeyringService {
     return bus_->askAll(daemon_.c_str(), requests, deadline);
   }
 
+  /// Once the daemon is found.
   [[nodiscard]] BusConnection& bus() { return *bus_; }
 
  private:

@@ -26,9 +26,11 @@ enum class Outcome {
   failed,
 };
 
+/// What a call of the store answers with; `errSecIO` for what is the fault neither of the bus nor of the
+/// person. Thread-safe.
 [[nodiscard]] OSStatus statusOf(Outcome outcome);
 
-/// What the error of a call over GDBus means.
+/// What the error of a call over GDBus means; `failed` when it is not one of GDBus or GIO. Thread-safe.
 [[nodiscard]] Outcome outcomeOf(const GError& error);
 
 }  // namespace quelto::keychain

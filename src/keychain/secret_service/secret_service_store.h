@@ -35,6 +35,7 @@ class SecretServiceStore final : public ItemStore {
     std::unique_ptr<Keyring> keyring;
   };
   [[nodiscard]] FoundKeyring findKeyring(Moves moves, TimedCall& call);
+  /// Null when there is none.
   [[nodiscard]] std::unique_ptr<Keyring> takeIdleKeyring();
   void keepIdleKeyring(std::unique_ptr<Keyring> keyring);
 

@@ -22,6 +22,8 @@ class SecretSession {
   /// as a session will be needed: OpenSSL takes longer to start than a keyring to answer.
   void prepare();
 
+  /// Done at once when it is open with the daemon that was found last. `failed` when the daemon's half of the
+  /// key is none; otherwise the outcome of the request. Unless done, none is open.
   [[nodiscard]] Outcome open(const platform::Deadline& deadline);
 
   /// The object path. This and the following are for an open session.

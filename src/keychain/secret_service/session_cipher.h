@@ -31,7 +31,7 @@ class SessionCipher {
     std::string initialVector;
     std::string text;
   };
-  /// Both after the agreement only; absent when a text is damaged, or longer than 1 GiB.
+  /// Both after the agreement only; absent when a text is damaged, or longer than 1 GiB, or OpenSSL fails.
   [[nodiscard]] std::optional<Sealed> seal(std::string_view secret) const;
   [[nodiscard]] std::optional<platform::Secret> open(const Sealed& sealed) const;
 

@@ -35,6 +35,7 @@ class TimedCall {
   /// or the work throws.
   [[nodiscard]] static Result run(std::chrono::milliseconds limit, Secrets secrets, Work work);
 
+  /// The limit begins now. For `run` alone, which starts the thread.
   TimedCall(std::chrono::milliseconds limit, Secrets secrets);
 
   /// When the caller leaves.
@@ -47,7 +48,7 @@ class TimedCall {
   /// leave meanwhile, so `use` must not wait; it copies only into memory that is wiped when it returns.
   [[nodiscard]] bool useSecrets(const std::function<void(Secrets&)>& use);
 
-  /// Whether the work waits for the person.
+  /// Whether the work waits for the person. For the call's thread.
   void setAsking(bool isAsking);
 
  private:

@@ -9,14 +9,15 @@ namespace quelto::keychain {
 /// loses it with its connection. The connection must outlive this.
 class WritersTurn {
  public:
-  /// Waits until no other connection has it.
+  /// Waits, on the thread that the connection serves, until no other connection has it.
   WritersTurn(BusConnection& bus, const platform::Deadline& deadline);
   ~WritersTurn();
   WritersTurn(const WritersTurn&) = delete;
   WritersTurn& operator=(const WritersTurn&) = delete;
 
   /// Done when it is ours, and also where the bus gives out no names, as in a sandbox: two writers that add
-  /// the same item at the same moment are then not told apart, and both add theirs.
+  /// the same item at the same moment are then not told apart, and both add theirs. `noAnswer` when the bus
+  /// does not answer, or another connection still has it, at the deadline.
   [[nodiscard]] Outcome outcome() const { return outcome_; }
 
  private:

@@ -1,25 +1,24 @@
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <regex>
 #include <thread>
 #include <vector>
 
 #include "keychain/embedded/writer_lock.h"
-#include "platform/files/descriptors.h"
 #include "tests/keychain/embedded/embedded_surroundings.h"
+#include "tests/support/process_surroundings.h"
+#include "tests/support/processes.h"
 
 namespace quelto::keychain {
 namespace {
@@ -28,84 +27,21 @@ using platform::Secret;
 using platform::UniqueFd;
 using test::addItem;
 using test::addPair;
+using test::countUntilEnd;
+using test::exitStatusOf;
 using test::findItem;
+using test::inChild;
 using test::KeychainFolder;
 using test::makerOf;
 using test::matchOf;
-
-std::size_t countUntilEnd(const UniqueFd& reader) {
-  std::size_t count = 0;
-  for (char byte = 0; ::read(reader.get(), &byte, 1) == 1;) ++count;
-  return count;
-}
-
-/// A process that ends with what the function returns.
-pid_t inChild(const std::function<int()>& run) {
-  const pid_t child = ::fork();
-  if (child == 0) ::_exit(run());
-  return child;
-}
-
-int waitStatusOf(pid_t child) {
-  int status = -1;
-  while (::waitpid(child, &status, 0) < 0 && errno == EINTR) {
-  }
-  return status;
-}
-
-/// What each of them returns in a process of its own, all begun at once; -1 when it was killed.
-std::vector<int> resultsOf(const std::vector<std::function<int()>>& all) {
-  platform::Pipe start = platform::makePipe();
-  std::vector<pid_t> children;
-  for (const auto& run : all) {
-    children.push_back(inChild([&] {
-      start.writeEnd.reset();
-      countUntilEnd(start.readEnd);
-      return run();
-    }));
-  }
-  start.writeEnd.reset();
-  std::vector<int> results;
-  for (const pid_t child : children) {
-    const int status = waitStatusOf(child);
-    results.push_back(WIFEXITED(status) ? WEXITSTATUS(status) : -1);
-  }
-  return results;
-}
-
-constexpr int itemsOfEachWriter = 25;
-std::string nameOf(int writer, int item) { return std::to_string(writer) + "/" + std::to_string(item); }
-
-/// 1 for the one who added the common item, 0 for the others, 2 when something failed.
-int addAll(ItemStore& store, int writer) {
-  for (int i = 0; i < itemsOfEachWriter; ++i) {
-    const std::string name = nameOf(writer, i);
-    if (addItem(store, name) != errSecSuccess || addPair(store, name, name) != errSecSuccess) return 2;
-  }
-  const OSStatus common = addItem(store, "common");
-  return common == errSecSuccess ? 1 : common == errSecDuplicateItem ? 0 : 2;
-}
-
-/// Waits for each pair of the writer and looks whether it is whole at once. 2 when it is not.
-int seeAll(ItemStore& store, int writer) {
-  const platform::Deadline deadline(std::chrono::seconds(60));
-  Item half;
-  for (int i = 0; i < itemsOfEachWriter; ++i) {
-    const std::string name = nameOf(writer, i);
-    const ItemMatch first = test::halfOf(name, "private");
-    while (store.find(first, ItemStore::Want::attributes, half) == errSecItemNotFound && deadline.pause()) {
-    }
-    if (makerOf(store, name) != name || findItem(store, name) != errSecSuccess) return 2;
-  }
-  return 0;
-}
+using test::writeFile;
 
 TEST(EmbeddedProcesses, MakeOneWholePairWhenAllMakeTheSameAtOnce) {
   for (int round = 0; round < 30; ++round) {
     const KeychainFolder folder;
-    std::vector<std::function<int()>> makers;
+    test::Children makers;
     for (int maker = 0; maker < 2 + round % 15; ++maker) {
-      makers.emplace_back([&folder, maker] {
+      makers.add([&folder, maker] {
         EmbeddedKeychain store(folder.path());
         auto halves = test::pairOf("same", std::to_string(maker));
         if (maker % 2 != 0) std::swap(halves[0], halves[1]);
@@ -113,7 +49,7 @@ TEST(EmbeddedProcesses, MakeOneWholePairWhenAllMakeTheSameAtOnce) {
         return status == errSecSuccess ? 1 : status == errSecDuplicateItem ? 0 : 2;
       });
     }
-    const std::vector<int> results = resultsOf(makers);
+    const std::vector<int> results = makers.exitStatuses();
     const auto winner = std::ranges::find(results, 1);
     EXPECT_EQ(std::ranges::count(results, 1), 1) << round;
     EXPECT_EQ(std::ranges::count(results, 0), std::ssize(results) - 1) << round;
@@ -147,13 +83,7 @@ TEST(EmbeddedProcesses, AreServedInTheOrderInWhichTheyCame) {
     EXPECT_FALSE(deadline.isOver());
     first.reset();
   }
-  const ItemMatch all{ItemClass::genericPassword, {{"service", "svn"}}};
-  for (int number = 0; number < 8; ++number) {
-    Item oldest;
-    EXPECT_EQ(store.find(all, ItemStore::Want::attributes, oldest), errSecSuccess);
-    EXPECT_EQ(oldest.attributes["account"], std::to_string(number));
-    EXPECT_EQ(store.remove(all), errSecSuccess);
-  }
+  EXPECT_THAT(test::takeAccounts(store), testing::ElementsAre("0", "1", "2", "3", "4", "5", "6", "7"));
 }
 
 /// The files of a keychain. Of those that a process left behind that was killed while it published one, only
@@ -185,7 +115,7 @@ TEST(EmbeddedProcesses, KeepWholePairsOnlyWhenTheyAreKilledAnywhere) {
       });
       done.writeEnd.reset();
       added += countUntilEnd(done.readEnd);
-      EXPECT_EQ(waitStatusOf(child), SIGALRM);
+      EXPECT_EQ(exitStatusOf(child), -SIGALRM);
       EmbeddedKeychain store(folder->path());
       for (std::size_t i = 0; i < added; ++i) EXPECT_EQ(makerOf(store, std::to_string(i)), "ann") << round;
       // One more may have been added without our having heard of it.
@@ -216,12 +146,9 @@ bool isWholeWhenNothingFits(const std::string& path) {
 }
 
 bool isWholeUnderASizeLimit(const KeychainFolder& folder) {
-  std::signal(SIGXFSZ, SIG_IGN);
-  const rlimit limit{.rlim_cur = 100'000, .rlim_max = 100'000};
-  return ::setrlimit(RLIMIT_FSIZE, &limit) == 0 && isWholeWhenNothingFits(folder.path());
+  const test::FileSizeLimit limit(100'000);
+  return isWholeWhenNothingFits(folder.path());
 }
-
-void writeFile(const std::string& path, const std::string& content) { std::ofstream(path) << content; }
 
 /// In a user namespace of its own a process may mount whatever its user may not.
 bool enterUserNamespace() {
@@ -285,7 +212,7 @@ bool isRefusedOnAReadOnlyFileSystem(const KeychainFolder& folder) {
 
 bool holdsInChild(bool (*holds)(const KeychainFolder&)) {
   const KeychainFolder folder;
-  return waitStatusOf(inChild([&] { return holds(folder) ? 0 : 1; })) == 0;
+  return exitStatusOf(inChild([&] { return holds(folder) ? 0 : 1; })) == 0;
 }
 
 TEST(EmbeddedDisk, LosesNothingUnderASizeLimit) { EXPECT_TRUE(holdsInChild(isWholeUnderASizeLimit)); }
@@ -301,19 +228,10 @@ TEST(EmbeddedProcesses, AnswerInTimeWhileAnotherKeepsTheDatabaseLocked) {
   const KeychainFolder folder;
   EmbeddedKeychain store(folder.path());
   ASSERT_EQ(addItem(store, "alice"), errSecSuccess);
-  const platform::Pipe locked = platform::makePipe();
-  platform::Pipe end = platform::makePipe();
-  const pid_t child = inChild([&] {
-    end.writeEnd.reset();
-    embedded::Database database(std::move(*platform::PrivateFolder::open(folder.path())),
-                                embedded::databaseName, platform::Deadline(std::chrono::seconds(1)));
-    database.runScript("BEGIN EXCLUSIVE");
-    const bool isSaid = ::write(locked.writeEnd.get(), "", 1) == 1;
-    countUntilEnd(end.readEnd);
-    return isSaid ? 0 : 1;
-  });
-  char byte = 1;
-  ASSERT_EQ(::read(locked.readEnd.get(), &byte, 1), 1);
+  auto other = std::make_unique<embedded::Database>(std::move(*platform::PrivateFolder::open(folder.path())),
+                                                    embedded::databaseName,
+                                                    platform::Deadline(std::chrono::seconds(1)));
+  other->runScript("BEGIN EXCLUSIVE");
   const std::function<OSStatus(EmbeddedKeychain&)> calls[] = {
       [](auto& each) { return findItem(each, "alice"); },
       [](auto& each) { return addItem(each, "bob"); },
@@ -333,20 +251,9 @@ TEST(EmbeddedProcesses, AnswerInTimeWhileAnotherKeepsTheDatabaseLocked) {
     }
   }
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(4));
-  end.writeEnd.reset();
-  EXPECT_EQ(waitStatusOf(child), 0);
+  other.reset();
   EXPECT_EQ(findItem(store, "alice"), errSecSuccess);
   EXPECT_EQ(findItem(store, "bob"), errSecItemNotFound);
-}
-
-TEST(EmbeddedThreads, MayShareOneKeychain) {
-  const KeychainFolder folder;
-  EmbeddedKeychain store(folder.path());
-  std::vector<std::jthread> threads;
-  for (int writer = 0; writer < 4; ++writer) {
-    threads.emplace_back([&store, writer] { EXPECT_LT(addAll(store, writer), 2); });
-    threads.emplace_back([&store, writer] { EXPECT_EQ(seeAll(store, writer), 0); });
-  }
 }
 
 }  // namespace

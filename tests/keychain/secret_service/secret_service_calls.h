@@ -12,10 +12,11 @@
 #include <stdexcept>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "keychain/secret_service/secret_service_module.h"
 #include "platform/bundle/module.h"
+#include "tests/keychain/store_calls.h"
+#include "tests/support/keyring_surroundings.h"
 #include "tests/support/process_surroundings.h"
 
 /// The module's calls, as its tests make them.
@@ -38,54 +39,16 @@ inline KeyringState openKeyring() {
   return platform::moduleFunction<decltype(queltoOpenKeyring)>(moduleFile, "queltoOpenKeyring")();
 }
 
-inline Attributes attributesOf(const std::string& account) {
-  return {{"service", "svn"}, {"account", account}};
-}
-inline ItemMatch matchOf(Attributes attributes) {
-  return {.itemClass = ItemClass::genericPassword, .attributes = std::move(attributes)};
-}
-inline OSStatus add(Attributes attributes, platform::Secret secret = platform::Secret("s3cret")) {
+using test::matchOf;
+
+inline OSStatus add(const std::string& account) { return test::addItem(store(), account); }
+inline OSStatus add(Attributes attributes, platform::Secret secret) {
   const Item item{.itemClass = ItemClass::genericPassword,
                   .attributes = std::move(attributes),
                   .secret = std::move(secret)};
   return store().add({&item, 1});
 }
-inline OSStatus find(const Attributes& attributes, Item& found) {
-  return store().find(matchOf(attributes), ItemStore::Want::attributesAndSecret, found);
-}
-inline OSStatus find(const Attributes& attributes) {
-  Item found;
-  return find(attributes, found);
-}
-inline std::string secretOf(const Attributes& attributes) {
-  Item found;
-  const OSStatus status = find(attributes, found);
-  return status == errSecSuccess ? std::string(found.secret.view()) : "status " + std::to_string(status);
-}
-
-/// The halves of a key pair, which tell whose they are.
-inline OSStatus addPair(const std::string& maker, const std::string& tag) {
-  std::vector<Item> halves(2);
-  for (Item& half : halves) {
-    half.itemClass = ItemClass::key;
-    half.attributes = {{"tag", tag}, {"keyclass", &half == halves.data() ? "private" : "public"}};
-    half.secret = platform::Secret(maker);
-  }
-  return store().add(halves);
-}
-/// Removes all keys of one tag, that of the oldest: "class of maker" of each, oldest first, or the status of
-/// a failure.
-inline std::vector<std::string> takeKeys() {
-  std::vector<std::string> keys;
-  ItemMatch match{.itemClass = ItemClass::key, .attributes = {}};
-  for (Item key;;) {
-    const OSStatus status = store().find(match, ItemStore::Want::attributesAndSecret, key);
-    if (status == errSecItemNotFound) return keys;
-    if (status != errSecSuccess || store().remove(match) != errSecSuccess) return {std::to_string(status)};
-    match.attributes.insert_or_assign("tag", key.attributes["tag"]);
-    keys.push_back(key.attributes["keyclass"] + " of " + std::string(key.secret.view()));
-  }
-}
+inline OSStatus find(const std::string& account) { return test::findItem(store(), account); }
 
 /// In the place of an answer that took longer than a call may take.
 inline constexpr OSStatus tooLate = 1;
@@ -106,9 +69,9 @@ inline Answers answersFor(const std::string& account) {
   const auto inThread = [](auto call) {
     return std::async(std::launch::async, [call] { return timed(call); });
   };
-  const ItemMatch match = matchOf(attributesOf(account));
-  auto found = inThread([=] { return find(attributesOf(account)); });
-  auto added = inThread([] { return add(attributesOf("new")); });
+  const ItemMatch match = matchOf(account);
+  auto found = inThread([=] { return find(account); });
+  auto added = inThread([] { return add("new"); });
   auto updated = inThread([=] { return store().updateSecret(match, platform::Secret("changed")); });
   auto removed = inThread([=] { return store().remove(match); });
   return {found.get(), added.get(), updated.get(), removed.get()};
@@ -129,7 +92,7 @@ inline std::pair<KeyringState, Answers> seenOf(const std::string& account) {
 }
 
 /// Every test sees to it that nothing reaches standard error, however much the libraries are told to say.
-class SecretService : public ::testing::Test {
+class SecretServiceBus : public ::testing::Test {
  protected:
   void SetUp() override {
     ::setenv("G_MESSAGES_DEBUG", "all", 1);
@@ -144,6 +107,16 @@ class SecretService : public ::testing::Test {
 
  private:
   std::optional<test::Captured> standardError_;
+};
+using SecretServiceDialog = SecretServiceBus;
+using SecretServicePair = SecretServiceBus;
+
+/// With a keyring that is open.
+class SecretService : public SecretServiceBus {
+ protected:
+  SecretService() { around.startKeyring(); }
+
+  test::KeyringSurroundings around;
 };
 
 }  // namespace quelto::keychain

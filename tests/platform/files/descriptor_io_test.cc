@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <sys/time.h>
 
-#include <array>
 #include <thread>
 
 #include "platform/files/descriptors.h"

@@ -1,30 +1,22 @@
 #include "platform/files/private_folder.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <thread>
 #include <vector>
 
-#include "tests/support/temporary_folder.h"
+#include "tests/support/process_surroundings.h"
 
 namespace quelto::platform {
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string errorOf(FileError error) {
-  constexpr const char* names[] = {"absent", "refused", "tooLarge", "failed"};
-  return names[static_cast<std::size_t>(error)];
-}
-
 template <typename Value>
 std::string resultOf(const FileResult<Value>& result) {
-  return result ? "done" : errorOf(result.error());
+  constexpr const char* errors[] = {"absent", "refused", "tooLarge", "failed"};
+  return result ? "done" : errors[static_cast<std::size_t>(result.error())];
 }
 
 /// A private folder with a file "name" that holds "content", below a folder that is removed at the end.
@@ -34,58 +26,46 @@ struct Surroundings {
   std::string path = above.path("one/two");
 };
 
-TEST(PrivateFolder, IsOneThatIsOursAlone) {
+TEST(PrivateFolder, IsOursAloneAndSoAreItsFiles) {
   const struct {
     const char* name;
     const char* command;
     const char* opened;
-    const char* made;
+    const char* made = "done";
+    const char* file = "done";
+    const char* content = file;
   } rows[] = {
-      {"as it was made", ":", "done", "done"},
-      {"missing", "rm -r ../two", "absent", "done"},
-      {"missing with the one above", "rm -r ../../one", "absent", "done"},
+      {"as it was made", ":", "done"},
+      {"missing", "rm -r ../two", "absent"},
+      {"missing with the one above", "rm -r ../../one", "absent"},
       {"for the group", "chmod 710 .", "refused", "refused"},
       {"for all", "chmod 704 .", "refused", "refused"},
       {"not ours to write", "chmod 500 .", "refused", "refused"},
       {"a link", "mv ../two ../2 && ln -s 2 ../two", "refused", "refused"},
       {"a file", "rm -r ../two && : >../two", "refused", "refused"},
-      {"a link above", "cd ../.. && mv one 1 && ln -s 1 one", "done", "done"},
+      {"a link above", "cd ../.. && mv one 1 && ln -s 1 one", "done"},
       {"below a file", "cd ../.. && rm -r one && : >one", "refused", "refused"},
+      {"a file that is missing", "rm name", "done", "done", "absent"},
+      {"one for the group", "chmod 640 name", "done", "done", "refused"},
+      {"one that is a link", "mv name n && ln -s n name", "done", "done", "refused"},
+      {"one that is a FIFO", "rm name && mkfifo -m 600 name", "done", "done", "refused"},
+      {"one that is a folder", "rm name && mkdir -m 700 name", "done", "done", "refused"},
+      {"one that is longer", "echo >>name", "done", "done", "done", "tooLarge"},
   };
   for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
     const Surroundings around;
-    ASSERT_EQ(std::system(("cd " + around.path + " && " + row.command).c_str()), 0) << row.name;
-    EXPECT_EQ(resultOf(PrivateFolder::open(around.path)), row.opened) << row.name;
-    EXPECT_EQ(resultOf(PrivateFolder::open(around.path + "//")), row.opened) << row.name << ", with slashes";
-    EXPECT_EQ(resultOf(PrivateFolder::openOrMake(around.path)), row.made) << row.name;
+    ASSERT_EQ(std::system(("cd " + around.path + " && " + row.command).c_str()), 0);
+    const auto folder = PrivateFolder::open(around.path);
+    EXPECT_EQ(resultOf(folder), row.opened);
+    EXPECT_EQ(resultOf(PrivateFolder::open(around.path + "//")), row.opened) << "with slashes";
+    EXPECT_EQ(resultOf(PrivateFolder::openOrMake(around.path)), row.made);
     ::chmod(around.path.c_str(), 0700);
+    if (!folder) continue;
+    EXPECT_EQ(resultOf(folder->file("name")), row.file);
+    EXPECT_EQ(resultOf(folder->read("name", 7)), row.content);
   }
   EXPECT_EQ(resultOf(PrivateFolder::openOrMake(std::string("/tmp\0/x", 7))), "refused");
-}
-
-TEST(PrivateFolder, GivesFilesThatAreOursAlone) {
-  const struct {
-    const char* name;
-    const char* command;
-    const char* result;
-  } rows[] = {
-      {"as it was made", ":", "done"},
-      {"missing", "rm name", "absent"},
-      {"for the group", "chmod 640 name", "refused"},
-      {"a link", "mv name n && ln -s n name", "refused"},
-      {"a FIFO", "rm name && mkfifo -m 600 name", "refused"},
-      {"a folder", "rm name && mkdir -m 700 name", "refused"},
-      {"longer", "echo >>name", "tooLarge"},
-  };
-  for (const auto& row : rows) {
-    const Surroundings around;
-    ASSERT_EQ(std::system(("cd " + around.path + " && " + row.command).c_str()), 0) << row.name;
-    const auto folder = PrivateFolder::open(around.path);
-    ASSERT_TRUE(folder);
-    const bool isLonger = std::string_view(row.result) == "tooLarge";
-    EXPECT_EQ(resultOf(folder->file("name")), isLonger ? "done" : row.result) << row.name;
-    EXPECT_EQ(resultOf(folder->read("name", 7)), row.result) << row.name;
-  }
 }
 
 std::vector<std::string> namesIn(const std::string& folder) {
@@ -118,16 +98,10 @@ TEST(PrivateFolder, PublishesOneFileWholeForItsOwnerOnly) {
 TEST(PrivateFolder, PublishesNothingThatDoesNotFit) {
   const Surroundings around;
   const auto folder = PrivateFolder::open(around.path);
-  const pid_t child = ::fork();
-  if (child == 0) {
-    ::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit{.rlim_cur = 100, .rlim_max = 100};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
-    ::_exit(folder->publish("other", std::string(101, 'x')) ? 1 : 0);
+  {
+    const test::FileSizeLimit limit(100);
+    EXPECT_FALSE(folder->publish("other", std::string(101, 'x')));
   }
-  int status = -1;
-  ASSERT_EQ(::waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
   EXPECT_EQ(namesIn(around.path), std::vector<std::string>{"name"});
 }
 

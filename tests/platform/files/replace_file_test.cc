@@ -1,8 +1,6 @@
 #include "platform/files/replace_file.h"
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <atomic>
@@ -11,6 +9,7 @@
 
 #include "platform/files/read_file.h"
 #include "tests/support/ordinary_user.h"
+#include "tests/support/process_surroundings.h"
 #include "tests/support/processes.h"
 #include "tests/support/temporary_folder.h"
 
@@ -80,13 +79,11 @@ TEST(ReplaceFile, LeavesTheOldFileWhereTheNewDoesNotFit) {
   const test::TemporaryFolder folder;
   const std::string path = folder.write("file", "old");
   for (rlim_t size = 0; size <= 40; ++size) {
-    const pid_t child = test::inChild([&] {
-      ::signal(SIGXFSZ, SIG_IGN);
-      const rlimit room{.rlim_cur = size, .rlim_max = size};
-      ::setrlimit(RLIMIT_FSIZE, &room);
-      return replaceFile(path, std::string(40, 'n'), Links::ownFollowed) ? 0 : 1;
-    });
-    EXPECT_EQ(test::exitStatusOf(child), size == 40 ? 0 : 1) << size;
+    const auto replaceWithin = [&path](rlim_t room) {
+      const test::FileSizeLimit limited(room);
+      return replaceFile(path, std::string(40, 'n'), Links::ownFollowed);
+    };
+    EXPECT_EQ(replaceWithin(size), size == 40) << size;
     EXPECT_EQ(filesIn(folder.path()),
               size == 40 ? "file:600=" + std::string(40, 'n') + " " : "file:644=old ");
   }
