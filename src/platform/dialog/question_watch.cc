@@ -4,9 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <string_view>
+#include <atomic>
 #include <vector>
 
 #include "platform/files/descriptor_io.h"
@@ -14,6 +12,8 @@
 
 namespace quelto::platform {
 namespace {
+
+constinit std::atomic<bool> areAbandoned{false};
 
 /// Readable from the moment that questions are abandoned. Never closed.
 int abandonment() {
@@ -23,12 +23,12 @@ int abandonment() {
 
 }  // namespace
 
-void abandonQuestions() { ::eventfd_write(abandonment(), 1); }
-
-bool areQuestionsAbandoned() {
-  pollfd request{.fd = abandonment(), .events = POLLIN, .revents = 0};
-  return platform::pollUntil({&request, 1}, Deadline(std::chrono::milliseconds::zero()));
+void abandonQuestions() {
+  areAbandoned.store(true);
+  ::eventfd_write(abandonment(), 1);
 }
+
+bool areQuestionsAbandoned() { return areAbandoned.load(); }
 
 bool QuestionWatch::pollUntil(std::span<pollfd> requests, const Deadline& deadline) {
   for (;;) {
@@ -38,7 +38,11 @@ bool QuestionWatch::pollUntil(std::span<pollfd> requests, const Deadline& deadli
     if (!platform::pollUntil(all, deadline)) return false;
     const auto ours = std::span(all).first(requests.size());
     const auto watched = std::span(all).subspan(requests.size());
-    if (watched.front().revents != 0 || caller_.isGone(watched.subspan(1))) return false;
+    if (watched.front().revents != 0) return false;
+    if (caller_.isGone(watched.subspan(1))) {
+      abandonQuestions();
+      return false;
+    }
     std::ranges::copy(ours, requests.begin());
     if (std::ranges::any_of(ours, [](const pollfd& request) { return request.revents != 0; })) return true;
   }

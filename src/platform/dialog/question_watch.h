@@ -14,8 +14,8 @@ namespace quelto::platform {
 void abandonQuestions();
 [[nodiscard]] bool areQuestionsAbandoned();
 
-/// Waits for an answer as long as somebody wants it: questions are not abandoned, and the caller is not gone.
-/// One question; main thread.
+/// Waits for an answer as long as somebody wants it: questions are not abandoned, and the caller is not gone,
+/// whose end abandons them. One question; main thread.
 class QuestionWatch {
  public:
   /// As `platform::pollUntil`; false also when nobody wants the answer any more.

@@ -10,6 +10,7 @@ std::unique_ptr<UserNotification> CFUserNotificationCreate(std::uint32_t flags,
                                                            const NotificationDictionary& dictionary,
                                                            const TerminalWords& words) {
   if (auto window = showWindowNotification(flags, dictionary)) return window;
+  if (areQuestionsAbandoned()) return nullptr;
   return openTerminalNotification(flags, dictionary, words);
 }
 
@@ -25,6 +26,8 @@ std::optional<std::uint32_t> CFUserNotificationDisplayAlert(std::uint32_t flags,
                                 {kCFUserNotificationDefaultButtonTitleKey, alert.defaultButton},
                                 {kCFUserNotificationAlternateButtonTitleKey, alert.alternateButton}},
                                words);
+  // Not absent: whoever asks takes that for leave to go on, and nobody has given it.
+  if (areQuestionsAbandoned()) return kCFUserNotificationCancelResponse;
   if (notification == nullptr) return std::nullopt;
   const auto response = notification->receiveResponse();
   return response ? response->flags : kCFUserNotificationCancelResponse;
