@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 
 #include "platform/dialog/question_watch.h"
 #include "platform/dialog/terminal_modes_signal.h"
@@ -151,6 +152,8 @@ class TerminalNotification final : public UserNotification {
       pollfd request{.fd = terminal_.get(), .events = POLLIN, .revents = 0};
       if (!watch_.pollUntil({&request, 1}, Deadline::never())) return Ending::lost;
       const auto count = readSome(terminal_.get(), buffer);
+      // Another process has read the line, such as the shell while this one was stopped.
+      if (!count && errno == EAGAIN) continue;
       if (!count) return Ending::lost;
       if (*count == 0) return Ending::cancelled;
       line.append(buffer.data(), *count);
@@ -175,7 +178,7 @@ class TerminalNotification final : public UserNotification {
 std::unique_ptr<UserNotification> openTerminalNotification(std::uint32_t flags,
                                                            const NotificationDictionary& dictionary,
                                                            const TerminalWords& words) {
-  UniqueFd terminal(::open("/dev/tty", O_RDWR | O_NOCTTY | O_CLOEXEC));
+  UniqueFd terminal(::open("/dev/tty", O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
   if (!terminal || ::tcgetpgrp(terminal.get()) != ::getpgrp()) return nullptr;
   return std::make_unique<TerminalNotification>(std::move(terminal), flags, dictionary, words);
 }
