@@ -103,14 +103,11 @@ class Answers(UserNameTest):
                 self.assertEqual(self.markerText(), "Username: " + HOST)
 
     def testNothingToFindAsksAsUsual(self):
-        for name, words in (("no destination", ()), ("no host", ("carol@",)), ("a port alone", (":22",)),
+        for name, words in (("no destination", ("-v",)), ("a port alone", (":22",)),
                             ("a port that is none", (HOST + ":70000",)), ("a negative port", ("-p", "-5", HOST))):
-            if name == "no host":
-                continue  # names its user
             with self.subTest(name):
-                change = {"SSH_ORIGINAL": "/bin/true"}
-                self.answerOnTerminal(words or ("-v",), ((USER, "alice\n"), (REMEMBER, "n\n")), SILENT, program=TOOL,
-                                      change=change)
+                self.answerOnTerminal(words, ((USER, "alice\n"), (REMEMBER, "n\n")), SILENT, program=TOOL,
+                                      change={"SSH_ORIGINAL": "/bin/true"})
 
 
 class Marker(UserNameTest):
@@ -201,6 +198,29 @@ class Keyrings(UserNameTest):
         self.keyring.daemon.send_signal(signal.SIGSTOP)
         self.answer("bob\n", "\n")
         self.keyring.daemon.send_signal(signal.SIGCONT)
+        # What the exit did not wait for is there whole, or not at all.
+        known = self.names(self.runTool(HOST, "svnserve", "-t"))
+        self.assertIn(known, [(name, f"{name}@{HOST}") for name in ("alice", "bob")])
+
+    def testSignalEndsALookUpAndASave(self):
+        self.answer("alice\n", "\n")
+        self.keyring.daemon.send_signal(signal.SIGSTOP)
+        with self.subTest("a look-up"):
+            tool = self.start(HOST)
+            waitUntil(lambda: len(os.listdir(f"/proc/{tool.pid}/task")) > 1)
+            tool.terminate()
+            self.assertEnds(tool, status=-signal.SIGTERM)
+        with self.subTest("a save"):
+            self.keyring.daemon.send_signal(signal.SIGCONT)
+            ssh = self.program("waiting", f"kill -STOP {self.keyring.daemon.pid}; echo $PPID; exec sleep 100")
+            terminal, slave = self.openTerminal()
+            process = self.askOnTerminal(slave, "other.example", program=TOOL, change={"SSH_ORIGINAL": ssh})
+            for prompt, keys in (USER, b"bob\n"), (REMEMBER, b"\n"):
+                readUntil(terminal, prompt.encode())
+                terminal.write(keys)
+            tool = readUntil(process.stdout, b"\n")
+            os.kill(int(tool), signal.SIGTERM)
+            self.assertEndsOnTerminal(process, status=signal.SIGTERM)
 
 
 class Caller(UserNameTest):
@@ -270,6 +290,30 @@ class Caller(UserNameTest):
                     for stream in streams:
                         stream.close()
 
+    def testToolEndsWithItsCallerAfterJobControl(self):
+        # The shell takes the line that the tool, in the background, was stopped for.
+        jobs = self.program("jobs", "set -m; sh -c 'echo $$ >&3; exec \"$@\" <&4 4<&-' sh \"$@\"\n"
+                            "bg; wait %1; read line </dev/tty; echo taken >/dev/tty; fg")
+        terminal, slave = self.openTerminal()
+        _, tool, streams = self.startThroughCaller(f'trap : HUP; {jobs} "$@"; exec sleep 100',
+                                                   prepare=lambda: fcntl.ioctl(slave, termios.TIOCSCTTY, 0))
+
+        def status():
+            with open(f"/proc/{tool}/stat") as file:
+                return file.read().split()[2:4]
+
+        readUntil(terminal, USER.encode())
+        terminal.write(b"\x1a")
+        readUntil(terminal, b"^Z")
+        waitUntil(lambda: status()[0] == "S")
+        terminal.write(b"alice\n")
+        readUntil(terminal, b"taken")
+        waitUntil(lambda: status()[0] == "S")
+        os.kill(int(status()[1]), signal.SIGKILL)
+        for stream in streams:
+            stream.close()
+        self.assertTrue(hasEnded(tool))
+
     def testThreadThatStartedItMayEnd(self):
         terminal, slave = self.openTerminal()
         code = ("import subprocess, sys, threading\n"
@@ -335,6 +379,26 @@ class Svn(UserNameTest, SvnTest):
         process.communicate(timeout=LIMIT)
         self.assertEqual(process.returncode, 0)
         self.assertRemembered()
+
+    def testToolEndsWithSvn(self):
+        for kind in "terminal", "window":
+            with self.subTest(kind):
+                terminal, slave = self.openTerminal()
+                words = *self.common, "log", self.url
+                if kind == "terminal":
+                    process = self.askOnTerminal(slave, *words, program="svn")
+                    [svn] = waitUntil(lambda: childrenOf(process.pid))
+                    readUntil(terminal, USER.encode())
+                else:
+                    self.addDisplay()
+                    svn = self.start(*words, program="svn").pid
+                [tool] = waitUntil(lambda: childrenOf(svn))
+                if kind == "window":
+                    self.waitForWindow(types.SimpleNamespace(pid=tool, poll=lambda: None))
+                programs = childrenOf(tool)
+                os.kill(svn, signal.SIGKILL)
+                for pid in (tool, *programs):
+                    self.assertTrue(hasEnded(pid))
 
     def testMergeOpensManyTunnels(self):
         for store in KEYCHAIN, FILE:
