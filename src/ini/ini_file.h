@@ -68,7 +68,7 @@ class IniFile {
   [[nodiscard]] bool isMissing() const { return isMissing_; }
 
   /// Whether the file that was read last has what the format drops although a person can still read it:
-  /// pieces of a wrapped value after an empty line, which ends a value, or section headers after a
+  /// pieces of a wrapped value after an empty line, which ends a value, or sections and entries after a
   /// continuation without a key, which takes all lines to the end. A save would lose them.
   [[nodiscard]] bool hasLostEntries() const { return hasLostEntries_; }
 

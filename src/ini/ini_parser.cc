@@ -42,7 +42,7 @@ void IniParser::takeLine(std::string_view line) {
 
 void IniParser::continueValue(std::string_view line, std::string_view trimmed) {
   if (value_ == nullptr) {
-    hasLostEntries_ |= isHeader(trimmed);
+    hasLostEntries_ |= isHeader(trimmed) || trimmed.find('=') != std::string_view::npos;
     reject(IniError::driftContinuation, line);
     return;
   }

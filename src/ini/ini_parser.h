@@ -28,8 +28,7 @@ class IniParser {
   /// What the lines so far have given; at the end only.
   [[nodiscard]] IniValues takeValues() { return std::move(values_); }
 
-  /// Whether there were pieces of a wrapped value after an empty line, which ends a value, or section headers
-  /// after a continuation without a key.
+  /// See `IniFile::hasLostEntries`.
   [[nodiscard]] bool hasLostEntries() const { return hasLostEntries_; }
 
  private:

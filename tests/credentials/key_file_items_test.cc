@@ -232,6 +232,7 @@ TEST_P(PasswordFileText, IsLeftAloneWhenASaveWouldLoseSomething) {
       {"not UTF-8", "printf '\\377' >>.keys"},
       {"CR LF", "sed -i 's/$/\\r/' .keys"},
       {"sections after a continuation without a key", "sed -i '1i[a]\\n= b ^' .keys"},
+      {"entries after one", "sed -i 's/^comment = /= b ^/' .keys"},
       {"too large", "truncate -s 17M .keys"},
       {"not for us to read", "chmod 0 .keys"},
       {"writable for everyone", "chmod 666 .keys"},
