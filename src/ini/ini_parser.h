@@ -34,7 +34,6 @@ class IniParser {
  private:
   void continueValue(std::string_view line, std::string_view trimmed);
   void takeContent(std::string_view line, std::string_view trimmed);
-  void noteCutValue(std::string_view trimmed);
   [[nodiscard]] std::string nameOf(std::string_view text) const;
   void reject(IniError error, std::string_view line) const;
 
@@ -47,7 +46,6 @@ class IniParser {
   /// The value that a continuation belongs to; null when its key was rejected.
   std::string* value_ = nullptr;
   bool continues_ = false;
-  bool endedByEmptyLine_ = false;
   bool hasLostEntries_ = false;
 };
 
