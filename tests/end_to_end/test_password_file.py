@@ -70,6 +70,16 @@ class Questions(PasswordFileTest):
         os.chmod(self.data, 0o700)
         self.assertEqual(self.use("password", "old"), "known", "a yes that cannot be carried out destroys nothing")
 
+    def testKeychainThatAnswersAgain(self):
+        os.chmod(self.data, 0o755)
+        terminal, slave = self.openTerminal()
+        process = self.askOnTerminal(slave, "worker", "add", "new", "s", program=DRIVER)
+        readUntil(terminal, b" [y/n] ")
+        os.chmod(self.data, 0o700)
+        terminal.write(b"y\n")
+        self.assertEndsOnTerminal(process, **TRUE)
+        self.assertEqual(self.use("password", "old"), "known", "a yes costs no pair that can be read after all")
+
     def testFileOfALostPair(self):
         for name, keys, left in (("kept", "n\n", ["old", "new"]), ("deleted", "y\n", ["new"])):
             with self.subTest(name):
