@@ -20,6 +20,10 @@ def textOf(path):
 PAGE = textOf(ROOT + "/docs/queltoSSH.1")
 
 
+def withoutBreaks(command):
+    return " ".join(command.replace("\\", "").split())
+
+
 def example(word):
     """The one example that holds the word."""
     blocks = re.findall(r"^\.Bd -literal -offset indent\n(.*?)^\.Ed$", PAGE, re.MULTILINE | re.DOTALL)
@@ -81,7 +85,9 @@ class ForgettingExamples(DialogTest):
                     self.answerOnTerminal((host,), (("SSH username: ", "alice\n"), ("[Y/n] ", "\n")), {}, program=TOOL)
                 self.assertEqual(textOf(self.path(place) + "/quelto/keychain-place").strip(), place)
                 self.assertEqual(self.runTool(HOST).record["arguments"][:2], ["-l", "alice"])
-                command = example(word).replace("~/.local/share", self.path(place))
+                command = example(word)
+                self.assertIn(withoutBreaks(command), withoutBreaks(textOf(ROOT + "/docs/CREDENTIALS.md")))
+                command = command.replace("~/.local/share", self.path(place))
                 self.assertEqual(self.runTool("-c", command, program="/bin/sh").status, 0)
                 self.assertFailed(self.runTool(HOST), NOT_CREATED["stderr"])
                 self.assertEqual(self.runTool(OTHER).record["arguments"][:2], ["-l", "alice"])
