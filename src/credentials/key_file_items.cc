@@ -23,13 +23,9 @@ using platform::Secret;
 
 constexpr std::int64_t lineLength = 120;
 
-/// A line end in a text of the item would begin a line of its own in the file, and so whatever stands in it.
+/// What follows a line end in a text of the item would be read as entries and sections of its own.
 bool holdsLineEnd(const IniSection& item) {
-  return std::ranges::any_of(item, [](const auto& entry) {
-    std::size_t lines = 0;
-    util::forEachLine(entry.value, [&lines](std::string_view /*line*/) { ++lines; });
-    return lines > 1;
-  });
+  return std::ranges::any_of(item, [](const auto& entry) { return util::holdsLineEnd(entry.value); });
 }
 
 /// The secret as the file holds it; absent when it cannot be encrypted.

@@ -68,8 +68,8 @@ class IniFile {
   [[nodiscard]] bool isMissing() const { return isMissing_; }
 
   /// Whether the file that was read last has what the format drops although a person can still read it:
-  /// pieces of a wrapped value after an empty line, which ends a value, or section headers after a
-  /// continuation without a key, which takes all lines to the end. A save would lose them.
+  /// pieces of a wrapped value behind a line without " ^", an empty one above all, or sections and entries
+  /// behind a continuation without a key, which takes all lines to the end. A save would lose them.
   [[nodiscard]] bool hasLostEntries() const { return hasLostEntries_; }
 
   /// Reads the file into `values`, without a byte-order mark. Returns `error`.

@@ -16,6 +16,13 @@ std::string_view unquoted(std::string_view text) {
 
 bool isHeader(std::string_view trimmed) { return trimmed.starts_with('[') && trimmed.ends_with(']'); }
 
+/// Whether a line is a piece of a wrapped value: it begins with a quote that is not that of a key.
+bool isPiece(std::string_view trimmed) {
+  if (!trimmed.starts_with('"')) return false;
+  const std::string_view name = util::trim(trimmed.substr(0, trimmed.find('=')));
+  return name == trimmed || name.size() == 1 || !name.ends_with('"');
+}
+
 std::string_view withoutContinuation(std::string_view text) {
   return util::trim(text.substr(0, text.size() - continuation.size()));
 }
@@ -29,7 +36,6 @@ void IniParser::takeLine(std::string_view line) {
     continueValue(line, trimmed);
     return;
   }
-  noteCutValue(trimmed);
   if (trimmed.empty() || trimmed.starts_with(';') || trimmed.starts_with('#')) return;
   if (isHeader(trimmed)) {
     const std::string name = nameOf(trimmed.substr(1, trimmed.size() - 2));
@@ -42,16 +48,16 @@ void IniParser::takeLine(std::string_view line) {
 
 void IniParser::continueValue(std::string_view line, std::string_view trimmed) {
   if (value_ == nullptr) {
-    hasLostEntries_ |= isHeader(trimmed);
+    hasLostEntries_ |= isHeader(trimmed) || trimmed.find('=') != std::string_view::npos;
     reject(IniError::driftContinuation, line);
     return;
   }
   continues_ = trimmed.ends_with(continuation);
-  endedByEmptyLine_ = trimmed.empty();
   *value_ += unquoted(continues_ ? withoutContinuation(trimmed) : trimmed);
 }
 
 void IniParser::takeContent(std::string_view line, std::string_view trimmed) {
+  hasLostEntries_ |= isPiece(trimmed);
   if (section_ == nullptr) {
     reject(IniError::independentLine, line);
     return;
@@ -72,12 +78,6 @@ void IniParser::takeContent(std::string_view line, std::string_view trimmed) {
   if (continues_) value = withoutContinuation(value);
   value_ = &(*section_)[key];
   *value_ = unquoted(value);
-}
-
-void IniParser::noteCutValue(std::string_view trimmed) {
-  if (trimmed.empty()) return;
-  hasLostEntries_ |= endedByEmptyLine_ && trimmed.starts_with('"');
-  endedByEmptyLine_ = false;
 }
 
 std::string IniParser::nameOf(std::string_view text) const {

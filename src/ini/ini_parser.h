@@ -28,14 +28,12 @@ class IniParser {
   /// What the lines so far have given; at the end only.
   [[nodiscard]] IniValues takeValues() { return std::move(values_); }
 
-  /// Whether there were pieces of a wrapped value after an empty line, which ends a value, or section headers
-  /// after a continuation without a key.
+  /// See `IniFile::hasLostEntries`.
   [[nodiscard]] bool hasLostEntries() const { return hasLostEntries_; }
 
  private:
   void continueValue(std::string_view line, std::string_view trimmed);
   void takeContent(std::string_view line, std::string_view trimmed);
-  void noteCutValue(std::string_view trimmed);
   [[nodiscard]] std::string nameOf(std::string_view text) const;
   void reject(IniError error, std::string_view line) const;
 
@@ -48,7 +46,6 @@ class IniParser {
   /// The value that a continuation belongs to; null when its key was rejected.
   std::string* value_ = nullptr;
   bool continues_ = false;
-  bool endedByEmptyLine_ = false;
   bool hasLostEntries_ = false;
 };
 

@@ -83,15 +83,9 @@ void appendEntry(std::string& out, std::string_view key, std::string_view value,
   out.append("\n");
 }
 
-bool holdsLineEnd(std::string_view text) {
-  int lines = 0;
-  util::forEachLine(text, [&lines](std::string_view) { ++lines; });
-  return lines > 1;
-}
-
 /// Whether what is written for a name or a plain value is read as the same text.
 bool survivesPlain(std::string_view text) {
-  if (holdsLineEnd(text)) return false;
+  if (util::holdsLineEnd(text)) return false;
   if (needsQuotes(text)) return true;
   return util::trim(text) == text && !(text.starts_with('"') && text.ends_with('"'));
 }
@@ -109,7 +103,7 @@ bool entrySurvives(std::string_view key, std::string_view value, const IniForm& 
   if (const auto length = pieceLength(quotedIfNeeded(key), quotedIfNeeded(value), form.lineLen)) {
     std::string joined;
     for (const std::string_view piece : piecesOf(value, *length)) joined += piece;
-    return joined == value && !holdsLineEnd(value);
+    return joined == value && !util::holdsLineEnd(value);
   }
   const bool isHeader = key.starts_with('[') && !needsQuotes(key) && value.ends_with(']');
   const bool continues = value.ends_with(" ^") && !needsQuotes(value);

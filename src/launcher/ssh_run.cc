@@ -1,6 +1,7 @@
 #include "launcher/ssh_run.h"
 
 #include <chrono>
+#include <memory>
 
 #include "launcher/forwarding_signal.h"
 #include "launcher/ssh_locator.h"
@@ -35,8 +36,8 @@ bool isIdle(platform::Semaphore& finish) {
 /// Waits for ssh's end and asks meanwhile what a background task wants to ask, in the time that is left until
 /// then: ssh's caller waits for our end.
 void waitWhileServing() {
-  // Never destroyed, since the thread may still be about to leave it.
-  auto* const ended = new platform::Semaphore(0);
+  // Shared, since the thread may still be about to leave it.
+  const auto ended = std::make_shared<platform::Semaphore>(0);
   platform::runInBackground([ended] {
     task.waitForEnd();
     platform::abandonQuestions();

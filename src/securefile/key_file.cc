@@ -9,6 +9,7 @@
 #include "platform/bundle/bundle.h"
 #include "platform/files/folder_lock.h"
 #include "platform/files/private_folder.h"
+#include "platform/threads/deadline.h"
 #include "platform/threads/main_queue.h"
 #include "platform/threads/semaphore.h"
 #include "platform/user/user.h"
@@ -238,10 +239,16 @@ std::string KeyFile::genSectionName(const ini::IniSection& item) {
 }
 
 bool KeyFile::runAlone(const std::function<bool(const std::string& path)>& change) {
+  // Whether the last change had the lock of the folder.
+  static constinit bool wasAlone = true;
   const std::string path = keyfilePath();
-  const std::lock_guard lock(accessLock);
   const std::string folder = std::filesystem::path(path).parent_path();
-  const platform::FolderLock folderLock(folder.empty() ? "." : folder);
+  platform::Deadline deadline(platform::FolderLock::limit);
+  const std::lock_guard lock(accessLock);
+  // Threads do not wait one after the other for a process that is stopped.
+  if (wasAlone) deadline = platform::Deadline(platform::FolderLock::limit);
+  const platform::FolderLock folderLock(folder.empty() ? "." : folder, deadline);
+  wasAlone = folderLock.isHeld();
   return change(path);
 }
 

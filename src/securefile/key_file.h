@@ -22,8 +22,9 @@ namespace quelto::securefile {
 ///
 /// The file is never held open, nor is a part of it kept: each operation reads it whole, and a change writes
 /// it whole (`ini::IniFile`). Changes of several threads are made one after the other, and so are those of
-/// several processes, unless one of them is stopped for seconds (`platform::FolderLock`); in that case the
-/// last one wins. What reads the file finds a whole version at all times.
+/// several processes, unless one waits in vain until `platform::FolderLock::limit`, for a process that is
+/// stopped or for very many; in that case the last one wins. What reads the file finds a whole version at all
+/// times.
 class KeyFile {
  public:
   KeyFile() = delete;

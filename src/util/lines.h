@@ -50,4 +50,11 @@ void forEachLine(std::string_view text, Take take) {
   }
 }
 
+/// Whether the text would be read as more than one line.
+[[nodiscard]] inline bool holdsLineEnd(std::string_view text) {
+  int lines = 0;
+  forEachLine(text, [&lines](std::string_view /*line*/) { ++lines; });
+  return lines > 1;
+}
+
 }  // namespace quelto::util

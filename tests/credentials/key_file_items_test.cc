@@ -10,6 +10,8 @@
 #include "ini/ini_file.h"
 #include "keychain/sec_key.h"
 #include "platform/crypto/base64.h"
+#include "platform/files/folder_lock.h"
+#include "platform/threads/deadline.h"
 #include "securefile/key_file.h"
 #include "tests/support/new_process.h"
 #include "tests/support/ordinary_user.h"
@@ -230,6 +232,7 @@ TEST_P(PasswordFileText, IsLeftAloneWhenASaveWouldLoseSomething) {
       {"not UTF-8", "printf '\\377' >>.keys"},
       {"CR LF", "sed -i 's/$/\\r/' .keys"},
       {"sections after a continuation without a key", "sed -i '1i[a]\\n= b ^' .keys"},
+      {"entries after one", "sed -i 's/^comment = /= b ^/' .keys"},
       {"too large", "truncate -s 17M .keys"},
       {"not for us to read", "chmod 0 .keys"},
       {"writable for everyone", "chmod 666 .keys"},
@@ -352,16 +355,28 @@ TEST_P(PasswordFile, IsMadeByManyProcessesAtOnce) {
   EXPECT_EQ(test::shell("ls -A " + folder_.path()).text, ".keys\n") << "nothing is left behind";
 }
 
-/// A process that is stopped in the middle of its change, or while it makes the pair.
+/// A process that is stopped while it makes the pair, or in the middle of its change.
 TEST_P(PasswordFileText, IsNotBlockedByAStoppedProcess) {
-  for (const std::string& folder : {folder_.path(), user_.data()}) {
-    const test::Companion stopped(
-        "mkdir -p -m 700 " + folder + "; exec flock " + folder + " sh -c 'echo >&3; exec sleep 100'",
-        test::Companion::Speech::announces);
+  using Clock = platform::Deadline::Clock;
+  constexpr auto limit = platform::FolderLock::limit;
+  for (const std::string& folder : {user_.data(), folder_.path()}) {
+    const test::Companion stopped("mkdir -p -m 700 " + folder + "; exec flock --no-fork " + folder +
+                                      " sh -c 'echo >&3; exec sleep 100'",
+                                  test::Companion::Speech::announces);
     inNewProcess([&] {
+      const auto begin = Clock::now();
       use();
-      EXPECT_TRUE(add(note("n"), "s"));
-      EXPECT_EQ(passwordOf(note("n")), "s");
+      std::vector<std::jthread> workers;
+      for (const char* const name : {"a", "b", "c", "d"}) {
+        workers.emplace_back([name] {
+          EXPECT_TRUE(add(note(name), "s"));
+          EXPECT_EQ(passwordOf(note(name)), "s");
+        });
+      }
+      workers.clear();
+      EXPECT_LT(Clock::now() - begin, 2 * limit) << "one after the other";
+      EXPECT_GE(Clock::now() - begin, limit) << "not locked";
+      EXPECT_EQ(names().size(), 4U);
     });
   }
 }

@@ -22,6 +22,7 @@ class Install(EndToEndTest):
         contents = prefix + "/lib/quelto/Contents"
         for name in ("Info.plist", "Resources/quelto-dialog", "Resources/prompt@2x.png", "Resources/warning.png"):
             self.assertTrue(os.path.exists(f"{contents}/{name}"), name)
+        self.assertTrue(os.path.exists(prefix + "/share/man/man1/queltoSSH.1"))
         # The title of the banner comes in the system's language, not in the one asked for.
         for language in ("de", "fr"):
             self.write(f"{contents}/Resources/{language}.lproj/consts.strings",

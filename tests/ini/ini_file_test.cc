@@ -110,10 +110,15 @@ TEST(IniFile, TellsThatValuesAreCut) {
   } rows[] = {
       {"as saved", ":", false},
       {"CR LF", "sed -i 's/$/\\r/' file", true},
-      {"CR LF and nothing wrapped", "sed -i '/password/d; s/$/\\r/' file", false},
+      {"CR LF and nothing wrapped", "sed -i '/password/d; /^ /d; s/$/\\r/' file", false},
       {"CR", "tr '\\n' '\\r' <file >f && mv f file", false},
       {"blank lines added", "sed -i 's/$/\\n/' file", true},
       {"cut after a piece", "head -n 3 file >f && mv f file", false},
+      {"a first piece without its caret", "sed -i '0,/ ^$/s///' file", true},
+      {"only the last piece left", "sed -i '/ ^$/d' file", true},
+      {"a comment between pieces", "sed -i '/password/a # c' file", true},
+      {"keys in quotes", "sed -i 's/^\\([a-z]*\\) =/\"\\1\" =/' file", false},
+      {"Base64 with padding alone", "printf '\"cGFk=\"\\n' >>file", true},
   };
   for (const auto& row : rows) {
     IniFile file(folder.path("file"));
