@@ -56,7 +56,8 @@ bool replaceFile(const std::string& path, std::string_view content, Links links)
   if (!place) return false;
   // What is at the place now is judged when it is about to be replaced.
   TemporaryFile file(place->folder.get(), place->name);
-  return file.write(content) && file.replace(links == Links::replaced ? AtLink::replaces : AtLink::fails);
+  return file.write(content) &&
+         file.replace(links == Links::replaced ? Replaces::anything : Replaces::ownFile);
 }
 
 }  // namespace quelto::platform

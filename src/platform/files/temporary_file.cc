@@ -72,8 +72,8 @@ bool TemporaryFile::publish() {
   return isThere && folderReachesDisk(folder_);
 }
 
-bool TemporaryFile::replace(AtLink atLink) {
-  const auto mode = modeAsReplacement(atLink);
+bool TemporaryFile::replace(Replaces replaces) {
+  const auto mode = modeAsReplacement(replaces);
   if (!mode || ::fchmod(file_.get(), *mode) != 0 || !reachesDisk()) return false;
   removeAbandoned();
   if (::renameat(folder_, temporaryName_.c_str(), folder_, name_.c_str()) != 0) return false;
@@ -84,14 +84,15 @@ bool TemporaryFile::replace(AtLink atLink) {
 bool TemporaryFile::reachesDisk() const { return ::fsync(file_.get()) == 0; }
 
 /// Absent when what has the name may not be replaced.
-std::optional<mode_t> TemporaryFile::modeAsReplacement(AtLink atLink) const {
+std::optional<mode_t> TemporaryFile::modeAsReplacement(Replaces replaces) const {
   struct stat status {};
   if (::fstatat(folder_, name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) {
     return errno == ENOENT ? std::optional(fileMode) : std::nullopt;
   }
-  if (S_ISLNK(status.st_mode) && atLink == AtLink::replaces) return fileMode;
   // SECURITY: a looser mode, once given by accident, would be passed on to every later content.
-  return isOwnFile(status) ? std::optional(status.st_mode & fileMode) : std::nullopt;
+  if (isOwnFile(status)) return status.st_mode & fileMode;
+  // A folder resists the rename.
+  return replaces == Replaces::anything ? std::optional(fileMode) : std::nullopt;
 }
 
 /// An hour by the file system's clock, not by ours. Whoever is removed by mistake, having been stopped for so

@@ -10,8 +10,8 @@
 
 namespace quelto::platform {
 
-/// What a file does that is to take the place of a symbolic link.
-enum class AtLink { fails, replaces };
+/// What may lose its name to a new file: a regular file of the effective user, or anything but a folder.
+enum class Replaces { ownFile, anything };
 
 /// A new file under a name of its own, beside the one that it is to become, so that nobody ever sees a file
 /// that is half written. Mode 0600 under any umask. The destructor removes the name. A process that is killed
@@ -35,14 +35,13 @@ class TemporaryFile {
   [[nodiscard]] bool publish();
 
   /// Gives the file its name in one step, also when another file has it: everyone finds the one or the other.
-  /// The new file keeps of the old one's mode what is within 0600. False, and nothing has changed, on a
-  /// failure or when anything has the name but a regular file of the effective user, or a symbolic link that
-  /// it may replace. False also when the file
-  /// has its name but may lose it with the power.
-  [[nodiscard]] bool replace(AtLink atLink);
+  /// The new file keeps of the mode of the effective user's what is within 0600. False, and nothing has
+  /// changed, on a failure or when what has the name may not lose it. False also when the file has its name
+  /// but may lose it with the power.
+  [[nodiscard]] bool replace(Replaces replaces);
 
  private:
-  [[nodiscard]] std::optional<mode_t> modeAsReplacement(AtLink atLink) const;
+  [[nodiscard]] std::optional<mode_t> modeAsReplacement(Replaces replaces) const;
   [[nodiscard]] bool reachesDisk() const;
   void removeAbandoned() const;
   void removeName();

@@ -38,6 +38,8 @@ TEST(ReplaceFile, ReplacesWhatIsOursAndNothingElse) {
       {"for others too", "chmod 646 file", "file:600=new "},
       {"not for us to write", "chmod 440 file", "file:400=new "},
       {"a link, replaced", "rm file; ln -s real file; chown -h 65533 file", "file:600=new ", replaced},
+      {"somebody's file, replaced", "chown 65533 file; chmod 644 file", "file:600=new ", replaced},
+      {"a pipe, replaced", "rm file; mkfifo file", "file:600=new ", replaced},
       {"our link", "mkdir d; mv file d/real; ln -s d/real file", "d/real:600=new "},
       {"our absolute link", "mkdir d; mv file d/real; ln -s $PWD/d/real file", "d/real:600=new "},
       {"links in folders", "mkdir d; mv file d/a; ln -s a d/b; ln -s ../d/b d/c; ln -s d/c file",
