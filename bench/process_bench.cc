@@ -38,31 +38,14 @@ std::vector<std::string> tunnel(std::vector<std::string> first) {
   return first;
 }
 
-void printRow(const std::string& name, const Timing& timing, const Timing& floor) {
-  std::printf("  %-34s %9.0f %9.0f %9.0f %+9.0f %8.2f\n", name.c_str(), timing.median.count(),
-              timing.p10.count(), timing.p90.count(), (timing.median - floor.median).count(),
-              timing.median / floor.median);
-}
-
-/// Times the commands in turn and prints a row for each, compared with the first one.
-std::vector<Timing> compare(const char* title, const std::vector<Command>& commands, int rounds) {
-  std::vector<Timing> timings = timeInTurn(commands, rounds);
-  std::printf("\n%s, %d runs each, microseconds\n  %-34s %9s %9s %9s %9s %8s\n", title, rounds, "", "median",
-              "p10", "p90", "added", "ratio");
-  for (std::size_t index = 0; index < timings.size(); ++index) {
-    printRow(commands[index].name, timings[index], timings[0]);
-  }
-  return timings;
-}
-
 void compareBanner(const TemporaryHome& home) {
   const auto environment = environmentIn(home);
   const std::vector<Timing> timings =
-      compare("Banner: queltoSSH without arguments",
-              {{"empty C++ program", {EMPTY_PROGRAM}, environment},
-               {"empty program, C++ library loaded", {EMPTY_PROGRAM_WITH_LIBRARY}, environment},
-               {"queltoSSH", {TOOL}, environment}},
-              1000);
+      compareInTurn("Banner: queltoSSH without arguments",
+                    {{"empty C++ program", {EMPTY_PROGRAM}, environment},
+                     {"empty program, C++ library loaded", {EMPTY_PROGRAM_WITH_LIBRARY}, environment},
+                     {"queltoSSH", {TOOL}, environment}},
+                    1000);
   std::printf("  queltoSSH takes %.2f times the empty program that loads the C++ library\n",
               timings[2].median / timings[1].median);
 }
@@ -87,16 +70,16 @@ void compareRunningSsh(const TemporaryHome& home) {
       {"login shell alone", {TRIVIAL_LOGIN_SHELL, "-l", "-c", "which ssh"}, environment},
       {"queltoSSH", tunnel({TOOL}), environment}};
   std::ranges::move(installedPeers(environment), std::back_inserter(commands));
-  const std::vector<Timing> timings = compare("Running ssh", commands, 1000);
+  const std::vector<Timing> timings = compareInTurn("Running ssh", commands, 1000);
   std::printf("  queltoSSH adds %.0f when the login shell's own time is taken off\n",
               (timings[2].median - timings[0].median - timings[1].median).count());
 }
 
 void compareServerLists(const TemporaryHome& home, const TemporaryHome& homeWithList) {
-  compare("Running ssh with a server list of 100,000 lines",
-          {{"queltoSSH, no list", tunnel({TOOL}), environmentIn(home)},
-           {"queltoSSH, long list", tunnel({TOOL}), environmentIn(homeWithList)}},
-          100);
+  compareInTurn("Running ssh with a server list of 100,000 lines",
+                {{"queltoSSH, no list", tunnel({TOOL}), environmentIn(home)},
+                 {"queltoSSH, long list", tunnel({TOOL}), environmentIn(homeWithList)}},
+                100);
 }
 
 /// A copy of the tool with its bundle in the given folder; the path of the tool in it.
@@ -130,11 +113,11 @@ void compareTables(const TemporaryHome& home) {
   removeFromBundle(without, ".strings");
   removeFromBundle(withoutFolders, ".lproj");
   const auto environment = environmentIn(home);
-  compare("Banner with and without string tables",
-          {{"queltoSSH, no tables", {without}, environment},
-           {"queltoSSH, tables", {with}, environment},
-           {"queltoSSH, no languages' folders", {withoutFolders}, environment}},
-          1000);
+  compareInTurn("Banner with and without string tables",
+                {{"queltoSSH, no tables", {without}, environment},
+                 {"queltoSSH, tables", {with}, environment},
+                 {"queltoSSH, no languages' folders", {withoutFolders}, environment}},
+                1000);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <stdexcept>
 
 namespace quelto::bench {
@@ -42,6 +43,12 @@ class NullStreams {
  private:
   posix_spawn_file_actions_t actions_;
 };
+
+void printRow(const std::string& name, const Timing& timing, const Timing& floor) {
+  std::printf("  %-34s %9.0f %9.0f %9.0f %+9.0f %8.2f\n", name.c_str(), timing.median.count(),
+              timing.p10.count(), timing.p90.count(), (timing.median - floor.median).count(),
+              timing.median / floor.median);
+}
 
 /// A command in the form that the system takes, made before the clock runs.
 class ReadyCommand {
@@ -94,6 +101,11 @@ Timing timingOf(std::vector<Microseconds> times) {
   return {.median = at(50), .p10 = at(10), .p90 = at(90)};
 }
 
+Microseconds runOnce(const Command& command) {
+  takeAlarms();
+  return ReadyCommand(command).run();
+}
+
 std::vector<Timing> timeInTurn(const std::vector<Command>& commands, int rounds) {
   takeAlarms();
   const std::vector<ReadyCommand> ready(commands.begin(), commands.end());
@@ -106,6 +118,17 @@ std::vector<Timing> timeInTurn(const std::vector<Command>& commands, int rounds)
   }
   std::vector<Timing> timings;
   for (auto& timesOfOne : times) timings.push_back(timingOf(std::move(timesOfOne)));
+  return timings;
+}
+
+std::vector<Timing> compareInTurn(const std::string& title, const std::vector<Command>& commands,
+                                  int rounds) {
+  std::vector<Timing> timings = timeInTurn(commands, rounds);
+  std::printf("\n%s, %d runs each, microseconds\n  %-34s %9s %9s %9s %9s %8s\n", title.c_str(), rounds, "",
+              "median", "p10", "p90", "added", "ratio");
+  for (std::size_t index = 0; index < timings.size(); ++index) {
+    printRow(commands[index].name, timings[index], timings[0]);
+  }
   return timings;
 }
 

@@ -1,7 +1,5 @@
 #include "ini/ini_file.h"
 
-#include <charconv>
-#include <cmath>
 #include <utility>
 
 #include "ini/ini_writer.h"
@@ -104,27 +102,6 @@ std::optional<bool> IniFile::readBool(std::string_view section, std::string_view
 
 std::optional<std::int64_t> IniFile::readInt(std::string_view section, std::string_view key) const {
   return util::decimalInteger(readString(section, key).value_or(""));
-}
-
-template <typename Number>
-std::optional<Number> IniFile::readNumber(std::string_view section, std::string_view key) const {
-  const std::string value = readString(section, key).value_or("");
-  std::string_view text = value;
-  // from_chars takes a "-" by itself but no "+".
-  if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
-  const char* const end = text.data() + text.size();
-  Number number = 0;
-  const auto result = std::from_chars(text.data(), end, number);
-  const bool isWhole = result.ec == std::errc{} && result.ptr == end;
-  return isWhole && std::isfinite(number) ? std::optional(number) : std::nullopt;
-}
-
-std::optional<float> IniFile::readFloat(std::string_view section, std::string_view key) const {
-  return readNumber<float>(section, key);
-}
-
-std::optional<double> IniFile::readCGFloat(std::string_view section, std::string_view key) const {
-  return readNumber<double>(section, key);
 }
 
 }  // namespace quelto::ini

@@ -1,6 +1,5 @@
 #include "securefile/key_file.h"
 
-#include <filesystem>
 #include <initializer_list>
 #include <span>
 #include <utility>
@@ -8,6 +7,7 @@
 #include "items/item_texts.h"
 #include "platform/bundle/bundle.h"
 #include "platform/files/folder_lock.h"
+#include "platform/files/path_status.h"
 #include "platform/files/private_folder.h"
 #include "platform/threads/deadline.h"
 #include "platform/threads/main_queue.h"
@@ -123,7 +123,7 @@ void ask(const Question& question, std::function<void(std::optional<bool>)> acti
                        .buttonYesDefault = "Yes",
                        .buttonNoId = "button_no",
                        .buttonNoDefault = "No",
-                       .resourceUrl = std::filesystem::path(executable.value_or("")).parent_path(),
+                       .resourceUrl = executable ? platform::parentFolder(*executable) : "",
                        .table = std::string(ui::defaultGlobalLocalizedTable),
                        .action = std::move(action)});
 }
@@ -242,12 +242,11 @@ bool KeyFile::runAlone(const std::function<bool(const std::string& path)>& chang
   // Whether the last change had the lock of the folder.
   static constinit bool wasAlone = true;
   const std::string path = keyfilePath();
-  const std::string folder = std::filesystem::path(path).parent_path();
   platform::Deadline deadline(platform::FolderLock::limit);
   const std::lock_guard lock(accessLock);
   // Threads do not wait one after the other for a process that is stopped.
   if (wasAlone) deadline = platform::Deadline(platform::FolderLock::limit);
-  const platform::FolderLock folderLock(folder.empty() ? "." : folder, deadline);
+  const platform::FolderLock folderLock(platform::parentFolder(path), deadline);
   wasAlone = folderLock.isHeld();
   return change(path);
 }

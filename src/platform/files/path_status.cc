@@ -24,6 +24,12 @@ bool isExecutable(const std::string& path) {
   return path.find('\0') == std::string::npos && ::access(path.c_str(), X_OK) == 0;
 }
 
+std::string parentFolder(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return path.substr(0, slash == 0 ? 1 : slash);
+}
+
 bool isSameFile(const std::string& one, const std::string& other) {
   const auto first = statusOf(one);
   const auto second = statusOf(other);

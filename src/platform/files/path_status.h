@@ -17,4 +17,7 @@ enum class PathKind { folder, other };
 /// Whether both paths lead to the same file (device and inode); false when either leads nowhere.
 [[nodiscard]] bool isSameFile(const std::string& one, const std::string& other);
 
+/// The folder of what the path names, as "/a" of "/a/b" and "." of "b"; of the root the root itself.
+[[nodiscard]] std::string parentFolder(const std::string& path);
+
 }  // namespace quelto::platform

@@ -5,11 +5,11 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <filesystem>
 #include <optional>
 
 #include "platform/files/descriptor_io.h"
 #include "platform/files/ownership.h"
+#include "platform/files/path_status.h"
 #include "platform/files/temporary_file.h"
 
 namespace quelto::platform {
@@ -48,10 +48,10 @@ std::string withoutTrailingSlashes(std::string path) {
 }
 
 /// Success when the folder is there, made by this call or not.
-std::optional<FileError> makeFolder(const std::filesystem::path& path) {
-  std::error_code ignored;
-  if (path.has_relative_path() && !std::filesystem::exists(path.parent_path(), ignored)) {
-    if (const auto error = makeFolder(path.parent_path())) return error;
+std::optional<FileError> makeFolder(const std::string& path) {
+  const std::string above = parentFolder(path);
+  if (!pathKind(above)) {
+    if (const auto error = makeFolder(above)) return error;
   }
   if (::mkdir(path.c_str(), folderMode) != 0) {
     return errno == EEXIST ? std::nullopt : std::optional(FileError::refused);
@@ -61,7 +61,7 @@ std::optional<FileError> makeFolder(const std::filesystem::path& path) {
   const UniqueFd made(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!made || ::chmod(pathThrough(made).c_str(), folderMode) != 0) return FileError::failed;
   // The folder's own name has to survive a loss of power as well as what will be in it.
-  const UniqueFd parent(::open(path.parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const UniqueFd parent(::open(above.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!parent || !folderReachesDisk(parent.get())) return FileError::failed;
   return std::nullopt;
 }

@@ -1,12 +1,13 @@
 #include "platform/files/temporary_file.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
-#include <filesystem>
+#include <memory>
 #include <utility>
 
 #include "platform/files/descriptor_io.h"
@@ -100,10 +101,12 @@ std::optional<mode_t> TemporaryFile::modeAsReplacement(Replaces replaces) const 
 void TemporaryFile::removeAbandoned() const {
   struct stat mine {};
   if (::fstat(file_.get(), &mine) != 0) return;
-  std::error_code error;
-  std::filesystem::directory_iterator entry("/proc/self/fd/" + std::to_string(folder_), error);
-  for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
-    const std::string name = entry->path().filename();
+  // Through a descriptor of its own, since reading moves on.
+  const auto closed = [](DIR* folder) { ::closedir(folder); };
+  const std::unique_ptr<DIR, decltype(closed)> folder(
+      ::opendir(("/proc/self/fd/" + std::to_string(folder_)).c_str()), closed);
+  while (const dirent* const entry = folder != nullptr ? ::readdir(folder.get()) : nullptr) {
+    const std::string name = entry->d_name;
     struct stat status {};
     const bool isAbandoned = isTemporaryNameFor(name_, name) &&
                              ::fstatat(folder_, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 &&

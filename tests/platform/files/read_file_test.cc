@@ -72,5 +72,11 @@ TEST(File, IsTheSameByInodeNotByName) {
   EXPECT_FALSE(isSameFile(folder.path("missing"), folder.path("missing")));
 }
 
+TEST(PathStatus, FindsTheFolderAbove) {
+  const char* const rows[][2] = {{"/a/b", "/a"}, {"/a", "/"}, {"/", "/"},
+                                 {"a/b", "a"},   {"a", "."},  {"", "."}};
+  for (const auto& [path, folder] : rows) EXPECT_EQ(parentFolder(path), folder) << path;
+}
+
 }  // namespace
 }  // namespace quelto::platform
