@@ -100,9 +100,9 @@ class Keys(DialogTest):
                     process.wait(LIMIT)
 
     def testKeysBeforeTheWindowStands(self):
-        # Enter comes all the time. Whichever of them counts, the question was shown.
+        # Enter comes all the time, with pauses that let the window draw. Whichever of them counts, the question was shown.
         self.addDisplay()
-        self.startBeside("xdotool", "key", "--delay", "0", "--repeat", "1000000", "Return")
+        self.startBeside("xdotool", "key", "--delay", "1", "--repeat", "1000000", "Return")
         for attempt in range(5):
             with self.subTest(attempt=attempt):
                 self.assertEnds(self.start("alert", program=DRIVER), **YES)
