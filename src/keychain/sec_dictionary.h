@@ -116,6 +116,5 @@ inline constexpr SecDictionaryKey kSecMatchLimit = "matchlimit";
 inline constexpr SecConstant kSecMatchLimitOne{"one"};
 
 inline constexpr bool kCFBooleanTrue = true;
-inline constexpr bool kCFBooleanFalse = false;
 
 }  // namespace quelto::keychain

@@ -54,8 +54,9 @@ std::optional<int> runSsh(const platform::ChildOptions& ssh, platform::Semaphore
     if (!isIdle(finish)) waitWhileServing();
     status = task.waitUntilExit();
     platform::resetSignals(forwardedSignals);
+  } else {
+    platform::abandonQuestions();
   }
-  if (!isIdle(finish)) platform::abandonQuestions();
   // A background task that is late does not change the status.
   (void)finish.waitFor(finishLimit);
   return status;

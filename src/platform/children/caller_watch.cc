@@ -22,22 +22,20 @@ bool hasOtherEnd(int fd) {
 
 void rememberCaller() { callerAtStart = ::getppid(); }
 
-CallerWatch::CallerWatch() : hasCaller_(callerAtStart > 0) {
-  if (hasCaller_) caller_ = UniqueFd(static_cast<int>(::syscall(SYS_pidfd_open, callerAtStart, 0)));
-  if (::getppid() != callerAtStart) {
-    // It has ended, and its number may belong to another process by now.
-    caller_.reset();
-  } else if (!caller_) {
-    hasCaller_ = false;
-  }
+CallerWatch::CallerWatch() {
+  if (callerAtStart == 0) return;
+  caller_ = UniqueFd(static_cast<int>(::syscall(SYS_pidfd_open, callerAtStart, 0)));
+  const bool isThere = ::getppid() == callerAtStart;
+  // Once it has ended its number may belong to another process.
+  if (!isThere) caller_.reset();
   for (int fd = STDIN_FILENO; fd <= STDOUT_FILENO; ++fd) {
     streams_[static_cast<std::size_t>(fd)] = {.fd = fd, .isOpen = hasOtherEnd(fd)};
   }
-  hasOtherEnds_ = std::ranges::any_of(streams_, &Stream::isOpen);
+  isWatching_ = (caller_ || !isThere) && std::ranges::any_of(streams_, &Stream::isOpen);
 }
 
 void CallerWatch::addTo(std::vector<pollfd>& requests) const {
-  if (!hasCaller_ || !hasOtherEnds_) return;
+  if (!isWatching_) return;
   if (caller_) {
     requests.push_back({.fd = caller_.get(), .events = POLLIN, .revents = 0});
     return;
@@ -54,7 +52,7 @@ bool CallerWatch::isGone(std::span<const pollfd> polled) {
     if (request.fd == caller_.get()) caller_.reset();
     for (Stream& stream : streams_) stream.isOpen = stream.isOpen && stream.fd != request.fd;
   }
-  return hasCaller_ && hasOtherEnds_ && !caller_ && std::ranges::none_of(streams_, &Stream::isOpen);
+  return isWatching_ && !caller_ && std::ranges::none_of(streams_, &Stream::isOpen);
 }
 
 }  // namespace quelto::platform

@@ -36,11 +36,11 @@ class CallerWatch {
     bool isOpen = false;
   };
 
+  /// Whether there is a caller to watch, and a stream that leads to anybody.
+  bool isWatching_ = false;
   /// Empty once the caller has ended.
   UniqueFd caller_;
-  bool hasCaller_ = false;
   std::array<Stream, 2> streams_;
-  bool hasOtherEnds_ = false;
 };
 
 }  // namespace quelto::platform

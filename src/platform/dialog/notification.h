@@ -31,7 +31,6 @@ inline constexpr std::uint32_t kCFUserNotificationPlainAlertLevel = 3;
 inline constexpr std::uint32_t responseButtonMask = 3;
 inline constexpr std::uint32_t kCFUserNotificationDefaultResponse = 0;
 inline constexpr std::uint32_t kCFUserNotificationAlternateResponse = 1;
-inline constexpr std::uint32_t kCFUserNotificationOtherResponse = 2;
 inline constexpr std::uint32_t kCFUserNotificationCancelResponse = 3;
 /// In both: the check box is ticked.
 inline constexpr std::uint32_t firstCheckBoxFlag = 0x100;
