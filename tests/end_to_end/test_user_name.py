@@ -184,7 +184,9 @@ class Questions(UserNameTest):
             open(self.path("go"), "w").close()
             self.assertEndsOnTerminal(process, status=7)
         with self.subTest("a signal"):
-            process, _ = self.askWhileSshRuns(f"echo $PPID >{self.path('pid')}; exec sleep 100")
+            process, _ = self.askWhileSshRuns(
+                f"echo $PPID >{self.path('starting')}; mv {self.path('starting')} {self.path('pid')}; exec sleep 100")
+            waitUntil(lambda: os.path.exists(self.path("pid")))
             with open(self.path("pid")) as file:
                 os.kill(int(file.read()), signal.SIGTERM)
             self.assertEndsOnTerminal(process, status=signal.SIGTERM)
