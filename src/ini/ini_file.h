@@ -20,7 +20,7 @@ namespace quelto::ini {
 /// or replaces it. Blanks around names and values do not count, nor do double quotes around what is left.
 /// There are no escapes. A value that ends in " ^" goes on in the next line, whatever that is.
 ///
-/// What does not come back as it was saved (`sectionSurvives` tells it in advance):
+/// What does not come back as it was saved:
 /// - line ends in a name, value or head comment: what follows them is read as lines of its own;
 /// - a section without a name, with all its entries;
 /// - an entry whose key is empty, holds "=" or begins with "#" or ";", and one that makes a header of its

@@ -1,7 +1,6 @@
 #include "ini/ini_writer.h"
 
 #include <algorithm>
-#include <vector>
 
 #include "platform/text/unicode.h"
 #include "platform/text/utf8.h"
@@ -66,16 +65,15 @@ std::vector<std::string_view> piecesOf(std::string_view value, std::int64_t leng
 void appendEntry(std::string& out, std::string_view key, std::string_view value,
                  std::optional<std::int64_t> lineLen) {
   const std::string writtenKey = quotedIfNeeded(key);
-  const std::string writtenValue = quotedIfNeeded(value);
   out.append(writtenKey).append(" = ");
-  const auto length = pieceLength(writtenKey, writtenValue, lineLen);
-  if (!length) {
-    out.append(writtenValue).append("\n");
+  const std::vector<std::string_view> pieces = wrappedPieces(key, value, lineLen);
+  if (pieces.empty()) {
+    out.append(quotedIfNeeded(value)).append("\n");
     return;
   }
   const auto indent = static_cast<std::size_t>(util::characterCount(writtenKey)) + 3;
   bool isFirst = true;
-  for (const std::string_view piece : piecesOf(value, *length)) {
+  for (const std::string_view piece : pieces) {
     if (!isFirst) out.append(" ^\n").append(indent, ' ');
     isFirst = false;
     out.append(quoted(piece));
@@ -83,34 +81,13 @@ void appendEntry(std::string& out, std::string_view key, std::string_view value,
   out.append("\n");
 }
 
-/// Whether what is written for a name or a plain value is read as the same text.
-bool survivesPlain(std::string_view text) {
-  if (util::holdsLineEnd(text)) return false;
-  if (needsQuotes(text)) return true;
-  return util::trim(text) == text && !(text.starts_with('"') && text.ends_with('"'));
-}
-
-bool nameSurvives(std::string_view name, const IniForm& form) {
-  return !name.empty() && survivesPlain(name) && (!form.ignoreCase || platform::lowercased(name) == name);
-}
-
-bool entrySurvives(std::string_view key, std::string_view value, const IniForm& form) {
-  const bool isComment = key.starts_with(';') || key.starts_with('#');
-  if (!nameSurvives(key, form) || key.find('=') != std::string_view::npos ||
-      (isComment && !needsQuotes(key))) {
-    return false;
-  }
-  if (const auto length = pieceLength(quotedIfNeeded(key), quotedIfNeeded(value), form.lineLen)) {
-    std::string joined;
-    for (const std::string_view piece : piecesOf(value, *length)) joined += piece;
-    return joined == value && !util::holdsLineEnd(value);
-  }
-  const bool isHeader = key.starts_with('[') && !needsQuotes(key) && value.ends_with(']');
-  const bool continues = value.ends_with(" ^") && !needsQuotes(value);
-  return survivesPlain(value) && !isHeader && !continues;
-}
-
 }  // namespace
+
+std::vector<std::string_view> wrappedPieces(std::string_view key, std::string_view value,
+                                            std::optional<std::int64_t> lineLen) {
+  const auto length = pieceLength(quotedIfNeeded(key), quotedIfNeeded(value), lineLen);
+  return length ? piecesOf(value, *length) : std::vector<std::string_view>();
+}
 
 std::string iniText(const IniValues& values, std::optional<std::int64_t> lineLen,
                     std::string_view headComment) {
@@ -122,12 +99,6 @@ std::string iniText(const IniValues& values, std::optional<std::int64_t> lineLen
     out.append("\n");
   }
   return out;
-}
-
-bool sectionSurvives(std::string_view name, const IniSection& section, const IniForm& form) {
-  return nameSurvives(name, form) && std::ranges::all_of(section, [&form](const IniSection::Entry& entry) {
-           return entrySurvives(entry.name, entry.value, form);
-         });
 }
 
 }  // namespace quelto::ini

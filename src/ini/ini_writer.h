@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ini/ini_parser.h"
 
@@ -13,16 +14,8 @@ namespace quelto::ini {
 [[nodiscard]] std::string iniText(const IniValues& values, std::optional<std::int64_t> lineLen,
                                   std::string_view headComment);
 
-/// How a file is written and read again.
-struct IniForm {
-  std::optional<std::int64_t> lineLen;
-  bool ignoreCase = true;
-};
-
-/// Whether a section comes back under its name with all its entries as they are; `IniFile` lists what does
-/// not. A section that does not may take others with it, so a map comes back whole when this holds for each
-/// of its sections. (Text that is not UTF-8 would come back too, but no such file is read.) Linear in the
-/// texts' length.
-[[nodiscard]] bool sectionSurvives(std::string_view name, const IniSection& section, const IniForm& form);
+/// The trimmed pieces into which a value is wrapped; none when it is written as one line.
+[[nodiscard]] std::vector<std::string_view> wrappedPieces(std::string_view key, std::string_view value,
+                                                          std::optional<std::int64_t> lineLen);
 
 }  // namespace quelto::ini

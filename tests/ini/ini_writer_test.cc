@@ -107,32 +107,6 @@ TEST(IniText, WrapsAsIfCutOneByOne) {
   }
 }
 
-const char* lossy(std::minstd_rand& random) {
-  static constexpr const char* parts[] = {"\n", "\r", "\u0085", "\u2028", "K", "\u00C4", "\"\"", "\v"};
-  return parts[random() % std::size(parts)];
-}
-
-TEST(IniText, SurvivalIsForetold) {
-  std::minstd_rand random(1);
-  int survived = 0;
-  for (int count = 0; count < 20'000; ++count) {
-    const auto part = [&random] {
-      return randomText(random, 2) + std::string(random() % 10 == 0 ? lossy(random) : "");
-    };
-    IniValues values;
-    const std::string section = part();
-    values[section][part()] = randomText(random, 12) + part();
-    const IniForm form{.lineLen = 9 + static_cast<std::int64_t>(random() % 12),
-                       .ignoreCase = random() % 2 == 0};
-    const std::string text = iniText(values, form.lineLen, "");
-    const bool survives = readBack(text, form.ignoreCase) == values;
-    ASSERT_EQ(sectionSurvives(section, *values.find(section), form), survives) << text;
-    survived += survives ? 1 : 0;
-  }
-  EXPECT_GT(survived, 2000);
-  EXPECT_LT(survived, 18'000);
-}
-
 TEST(IniText, CutOffAnywhereHasWhatCameBefore) {
   IniValues values;
   for (const std::string name : {"one", "two", "three"}) {
