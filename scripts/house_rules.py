@@ -10,9 +10,10 @@ import sys
 # rooms of the rows before it, so that the arrows run one way.
 ROOMS = {
     "platform/signals": (),
-    "platform/threads": (),
+    "platform/threads": ("platform/signals",),
     "platform/secrets": (),
-    "platform/files": ("platform/signals", "platform/threads", "platform/secrets"),
+    "platform/files": ("platform/threads", "platform/secrets"),
+    "platform/call_stack": ("platform/files",),
     "platform/user": ("platform/files",),
     "platform/children": ("platform/files",),
     "platform/bundle": ("platform/files",),

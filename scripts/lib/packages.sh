@@ -3,7 +3,7 @@
 
 # What every build needs.
 build_packages=(g++ cmake ninja-build ccache pkg-config libicu-dev libplist-dev libgtkmm-4.0-dev
-  libglib2.0-dev libsqlite3-dev libssl-dev)
+  libglib2.0-dev libsqlite3-dev libssl-dev libiberty-dev)
 
 # Runs a command as root: as it is when we are root, else through sudo.
 as_root() {

@@ -1,6 +1,6 @@
 #include "launcher/forwarding_signal.h"
 
-#include "platform/signals/reset_signal.h"
+#include "platform/signals/disposition_signal.h"
 
 namespace quelto::launcher {
 

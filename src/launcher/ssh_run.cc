@@ -6,7 +6,7 @@
 #include "launcher/forwarding_signal.h"
 #include "launcher/ssh_locator.h"
 #include "platform/dialog/question_watch.h"
-#include "platform/signals/reset_signal.h"
+#include "platform/signals/disposition_signal.h"
 #include "platform/signals/signals.h"
 #include "platform/threads/background.h"
 

@@ -6,15 +6,16 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/signals/alternate_stack.h"
+#include "platform/signals/signals.h"
+
 namespace quelto::platform {
 namespace {
 
-/// All signals but those of faults, which come to the thread that has made the fault.
 sigset_t signalsOfOthers() {
   sigset_t signals;
   sigfillset(&signals);
-  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
-    sigdelset(&signals, fault);
+  for (const int fault : faultSignals) sigdelset(&signals, fault);
   return signals;
 }
 
@@ -27,7 +28,10 @@ void runInBackground(std::function<void()> task) {
   ::pthread_sigmask(SIG_BLOCK, &blocked, &before);
   bool hasThread = true;
   try {
-    std::thread([shared] { (*shared)(); }).detach();
+    std::thread([shared] {
+      const AlternateStack stack;
+      (*shared)();
+    }).detach();
   } catch (const std::system_error&) {
     hasThread = false;
   }

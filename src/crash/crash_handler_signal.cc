@@ -1,0 +1,148 @@
+#include "crash/crash_handler_signal.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <span>
+
+#include "crash/crash_clock_signal.h"
+#include "platform/call_stack/call_stack_signal.h"
+#include "platform/signals/alternate_stack.h"
+#include "platform/signals/disposition_signal.h"
+#include "platform/signals/leave.h"
+#include "platform/signals/signals.h"
+#include "platform/signals/system_calls_signal.h"
+
+namespace quelto::crash {
+namespace {
+
+/// At most; a report of that size takes three seconds to send.
+constexpr std::size_t maximumReportLength = std::size_t{64} << 10;
+constexpr std::size_t maximumEntries = 128;
+
+/// What ends a process by default and comes from outside, as when svn is done with its tunnel or a terminal
+/// hangs up.
+constexpr std::array endingSignals{SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2};
+
+/// The thread that reports and its signal; 0: none does.
+constinit std::atomic<int> reportingThread{0};
+constinit std::atomic<int> reportedSignal{0};
+constinit platform::FixedText<maximumReportLength> report;
+constinit std::array<platform::StackEntry, maximumEntries> entries{};
+
+/// Made by the system or by this process for the calling thread, not sent by another process.
+bool isOwnFault(const siginfo_t& info) {
+  return info.si_code > 0 || (info.si_code == SI_TKILL && info.si_pid == ::getpid());
+}
+
+/// A signal while a report is made already.
+void handleSecondSignal(int thread, const siginfo_t& info) {
+  if (thread != reportingThread.load()) platform::waitForProcessEnd();
+  if (!isOwnFault(info)) return;
+  platform::abandonWalk();
+  platform::leave(reportedSignal.load());
+}
+
+void writeReport(void* context) {
+  report.clear();
+  const std::size_t count = platform::walkCallStack(entries, context);
+  for (std::size_t index = 0; index < count; ++index) {
+    const platform::StackLine line = platform::stackLine(index, entries[index]);
+    if (const auto reduced = CrashHandler::classAndMethodForStackSymbol(line, false)) {
+      report.append(reduced->className).append(' ').append(reduced->method);
+    } else {
+      report.append(line);
+    }
+    report.append("\r\n");
+  }
+}
+
+void complete() {
+  platform::resetSignals(CrashHandler::signals);
+  platform::leave(reportedSignal.load());
+}
+
+/// Lets the system end the process as if the signal had no handler.
+[[noreturn]] void endByDefault(int signal) {
+  platform::resetSignals(CrashHandler::signals);
+  platform::unblockSignals(CrashHandler::signals);
+  (void)::raise(signal);
+  platform::leave(signal);
+}
+
+/// A line's or symbol's words, or a name's parts: what is between separators, empty pieces included.
+template <typename Take>
+void forEachPiece(std::string_view text, char separator, Take take) {
+  for (;;) {
+    const std::size_t end = text.find(separator);
+    take(text.substr(0, end));
+    if (end == std::string_view::npos) return;
+    text.remove_prefix(end + 1);
+  }
+}
+
+constexpr std::string_view whitespace = " \t\n\v\f\r";
+
+/// Word number `index` where each run of white space parts two words; absent when there are fewer.
+std::optional<std::string_view> wordAt(std::string_view text, std::size_t index) {
+  for (;; --index) {
+    const std::size_t end = text.find_first_of(whitespace);
+    if (index == 0) return text.substr(0, end);
+    if (end == std::string_view::npos) return std::nullopt;
+    text.remove_prefix(std::min(text.find_first_not_of(whitespace, end), text.size()));
+  }
+}
+
+}  // namespace
+
+constinit std::atomic<CrashHandler::CallBack> CrashHandler::crashCallBack{nullptr};
+
+void CrashHandler::setup(CallBack callBack) {
+  // Never freed: the handler may run until the process ends.
+  static const auto* const mainStack = new platform::AlternateStack;
+  (void)mainStack;
+  platform::prepareCallStack();
+  prepareCrashClock();
+  crashCallBack = callBack;
+  platform::routeFaults(signals, signalHandler);
+}
+
+void CrashHandler::signalHandler(int signal, siginfo_t* info, void* context) noexcept {
+  const int thread = platform::threadNumber();
+  if (int none = 0; !reportingThread.compare_exchange_strong(none, thread)) {
+    handleSecondSignal(thread, *info);
+    return;
+  }
+  reportedSignal = signal;
+  const CallBack callBack = crashCallBack.load();
+  if (callBack == nullptr) endByDefault(signal);
+  platform::ignoreSignals(endingSignals);
+  const DateText date = crashDate(localMoment());
+  writeReport(context);
+  callBack(report, date, complete);
+}
+
+std::optional<ClassAndMethod> CrashHandler::classAndMethodForStackSymbol(
+    std::string_view stackSymbol, bool includeImmediateParentClass) noexcept {
+  constexpr std::size_t symbolIndex = 3;
+  const auto symbol = wordAt(stackSymbol, symbolIndex);
+  if (!symbol) return std::nullopt;
+  const platform::SymbolName demangled = platform::_stdlib_demangleName(*symbol);
+  // The last three parts of the first word, the last one first.
+  std::array<std::string_view, 3> last{};
+  std::size_t count = 0;
+  forEachPiece(*wordAt(demangled, 0), '.', [&](std::string_view part) {
+    last = {part, last[0], last[1]};
+    ++count;
+  });
+  if (count < 2) return std::nullopt;
+  ClassAndMethod result;
+  constexpr std::size_t fewestWithParent = 4;
+  if (includeImmediateParentClass && count >= fewestWithParent) result.className.append(last[2]).append('.');
+  result.className.append(last[1]);
+  result.method.append(last[0]);
+  if (!last[0].ends_with(')')) result.method.append(')');
+  return result;
+}
+
+}  // namespace quelto::crash

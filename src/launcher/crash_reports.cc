@@ -1,0 +1,15 @@
+#include "launcher/crash_reports.h"
+
+#include "launcher/crash_report_callback_signal.h"
+
+namespace quelto::launcher {
+
+void installCrashReports(const Program& program) {
+  // Never destroyed: the handler may run until the process ends.
+  crashReporter.crashClient =
+      new crash::CrashClient(builtInGroupId, crash::socketGroupSuffix, crash::socketFileName);
+  crashReporter.full_version.append(program.full_version);
+  crash::CrashHandler::setup(crashReportCallback);
+}
+
+}  // namespace quelto::launcher

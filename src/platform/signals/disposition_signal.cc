@@ -1,0 +1,31 @@
+#include "platform/signals/disposition_signal.h"
+
+#include <signal.h>
+
+#include <cerrno>
+
+namespace quelto::platform {
+namespace {
+
+void setAction(std::span<const int> signals, void (*handler)(int)) {
+  const int saved = errno;
+  struct sigaction action {};
+  action.sa_handler = handler;
+  for (const int signal : signals) ::sigaction(signal, &action, nullptr);
+  errno = saved;
+}
+
+}  // namespace
+
+void resetSignals(std::span<const int> signals) noexcept { setAction(signals, SIG_DFL); }
+
+void ignoreSignals(std::span<const int> signals) noexcept { setAction(signals, SIG_IGN); }
+
+void unblockSignals(std::span<const int> signals) noexcept {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : signals) sigaddset(&set, signal);
+  ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+}
+
+}  // namespace quelto::platform

@@ -1,0 +1,116 @@
+/// Crashes as its arguments say, with the reports of the tool installed: crash_driver FAULT [THREADS]
+/// [SURROUNDINGS].
+
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "crash/crash_handler_signal.h"
+#include "launcher/crash_reports.h"
+#include "launcher/program.h"
+#include "platform/secrets/core_dumps.h"
+#include "platform/signals/alternate_stack.h"
+#include "platform/threads/background.h"
+
+namespace quelto {
+namespace {
+
+/// Where the compiler cannot see it.
+constinit volatile std::uintptr_t badAddress = 8;
+
+void readBadAddress() { (void)*reinterpret_cast<volatile int*>(badAddress); }
+
+/// Not a call at the end, which would take no stack.
+[[gnu::noinline]] int overflowStack(int depth) {
+  volatile char page[4096];
+  page[0] = static_cast<char>(depth);
+  const int deeper = overflowStack(depth + 1);
+  return deeper + page[0];
+}
+
+/// The allocator finds the damage when it looks for the next block, in the middle of its work.
+void damageHeap() {
+  auto* const block = static_cast<char*>(std::malloc(24));
+  for (volatile std::size_t at = 24; at < 64; at = at + 1) block[at] = '\xFF';
+  std::vector<void*> blocks;
+  for (std::size_t size = 24; size < 5000; ++size) blocks.push_back(std::malloc(size));
+}
+
+void callBadAddress() { reinterpret_cast<void (*)()>(badAddress - 8)(); }
+
+/// What the unwinder needs to find this function's caller.
+[[gnu::noinline]] void damageStack() {
+  auto* const frame = static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0));
+  for (std::size_t at = 0; at < 200; ++at) frame[at] = 0x4141414141;
+  readBadAddress();
+}
+
+const std::map<std::string, std::function<void()>> faults{
+    {"read", readBadAddress},
+    {"overflow", [] { (void)overflowStack(0); }},
+    {"abort", std::abort},
+    {"heap", damageHeap},
+    {"illegal", [] { __builtin_trap(); }},
+    {"trap", [] { (void)::raise(SIGTRAP); }},
+    {"call", callBadAddress},
+    {"stack", damageStack},
+};
+
+void runOnThreads(const std::string& threads, const std::function<void()>& crash) {
+  if (threads == "main") crash();
+  static std::atomic<int> waiting{threads == "two" ? 2 : 1};
+  for (int count = waiting; count > 0; --count) {
+    platform::runInBackground([&crash] {
+      --waiting;
+      while (waiting != 0) {
+      }
+      crash();
+    });
+  }
+  ::pause();
+}
+
+void useHeap(std::string_view report, std::string_view /*date*/, crash::CrashHandler::Completion complete) {
+  static std::string copy;
+  copy = report;
+  complete();
+}
+
+void crashAgain(std::string_view /*report*/, std::string_view /*date*/,
+                crash::CrashHandler::Completion /*complete*/) {
+  readBadAddress();
+}
+
+void prepare(const std::string& surroundings) {
+  if (surroundings == "guarded") new platform::CoreDumpsOff;
+  if (surroundings == "heap") crash::CrashHandler::crashCallBack = useHeap;
+  if (surroundings == "again") crash::CrashHandler::crashCallBack = crashAgain;
+  if (surroundings == "default") crash::CrashHandler::crashCallBack = nullptr;
+  if (surroundings == "allocating") {
+    platform::runInBackground([] {
+      for (;;) std::free(std::malloc(100'000));
+    });
+  }
+}
+
+}  // namespace
+}  // namespace quelto
+
+int main(int argc, char** argv) {
+  using namespace quelto;
+  const std::string fault = argv[1];
+  const std::string threads = argc > 2 ? argv[2] : "main";
+  launcher::installCrashReports(launcher::thisProgram());
+  prepare(argc > 3 ? argv[3] : "");
+  runOnThreads(threads, faults.at(fault));
+  return 0;
+}
