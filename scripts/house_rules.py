@@ -15,6 +15,7 @@ ROOMS = {
     "platform/files": ("platform/threads", "platform/secrets"),
     "platform/call_stack": ("platform/files",),
     "platform/user": ("platform/files",),
+    "platform/run_loop": ("platform/files",),
     "platform/children": ("platform/files",),
     "platform/bundle": ("platform/files",),
     "platform/text": ("platform/bundle",),
@@ -27,10 +28,11 @@ ROOMS = {
     "keychain": ("platform/crypto", "platform/text", "platform/user"),
     "keychain/embedded": ("keychain",),
     "keychain/secret_service": ("keychain",),
+    "crash": ("platform/call_stack", "platform/resources", "platform/run_loop"),
     "items": ("ini", "keychain", "ui"),
     "securefile": ("items",),
     "credentials": ("securefile",),
-    "launcher": ("credentials",),
+    "launcher": ("crash", "credentials"),
 }
 # Beside platform/ and programs/, these name libraries and headers of the system.
 BACK_ENDS = ("keychain/embedded", "keychain/secret_service")

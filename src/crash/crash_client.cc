@@ -2,6 +2,7 @@
 
 #include "platform/bundle/bundle.h"
 #include "platform/text/harmless_text.h"
+#include "platform/user/group_container.h"
 
 namespace quelto::crash {
 namespace {

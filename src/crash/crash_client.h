@@ -32,6 +32,11 @@ class CrashClient final : private SocketClientDelegate {
                    std::string_view version, std::string_view report) const noexcept;
 
  private:
+  void stateChanged(SocketClient& /*client*/, SocketClientStatus /*newState*/) override {}
+  void disconnect(SocketClient& /*client*/) override {}
+  void dataReceived(SocketClient& /*client*/, std::string_view /*data*/) override {}
+  void textReceived(SocketClient& /*client*/, const std::string& /*text*/) override {}
+
   std::shared_ptr<SocketClient> client_;
   std::string programName_;
 };

@@ -13,8 +13,8 @@ namespace quelto::crash {
 /// milliseconds (2 bytes), and six random bytes. Signal-safe.
 [[nodiscard]] std::array<std::uint8_t, identityLength> buildIdentity() noexcept;
 
-/// How many bytes of a text, given in pieces, fit the 65,535 packets that can be counted; the cut is at the border of a
-/// character. Signal-safe.
+/// How many bytes of a text, given in pieces, fit the 65,535 packets that can be counted; the cut is at the
+/// border of a character. Signal-safe.
 [[nodiscard]] std::size_t sendableLength(std::span<const std::string_view> pieces) noexcept;
 
 /// Sends a text, given in pieces, in packets with a pause of 10 ms after each. The descriptor is that of a

@@ -1,5 +1,6 @@
 #include "launcher/crash_reports.h"
 
+#include "crash/crash_socket.h"
 #include "launcher/crash_report_callback_signal.h"
 
 namespace quelto::launcher {
