@@ -33,14 +33,13 @@ void readBadAddress() { (void)*reinterpret_cast<volatile int*>(badAddress); }
 [[gnu::noinline]] int overflowStack(int depth) {
   volatile char page[4096];
   page[0] = static_cast<char>(depth);
-  const int deeper = overflowStack(depth + 1);
-  return deeper + page[0];
+  return badAddress == 0 ? depth : overflowStack(depth + 1) + page[0];
 }
 
 /// The allocator finds the damage when it looks for the next block, in the middle of its work.
 void damageHeap() {
   auto* const block = static_cast<char*>(std::malloc(24));
-  for (volatile std::size_t at = 24; at < 64; at = at + 1) block[at] = '\xFF';
+  std::memset(block, 0xFF, 8 * badAddress);
   std::vector<void*> blocks;
   for (std::size_t size = 24; size < 5000; ++size) blocks.push_back(std::malloc(size));
 }
