@@ -3,8 +3,7 @@
 #include <cstdlib>
 #include <vector>
 
-/// The first byte is the size of the pieces in which the stream comes the second time: it must hold the same
-/// packets.
+/// The first byte is the size of the pieces of the second round, which must find the same packets.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using quelto::crash::PacketSplitter;
   if (size < 2) return 0;
