@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "platform/files/unique_fd.h"
+#include "platform/threads/deadline.h"
 #include "programs/collector/report_store.h"
 
 namespace quelto::collector {

@@ -1,5 +1,7 @@
 #include "crash/crash_server.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "platform/run_loop/run_loop.h"
@@ -46,10 +48,11 @@ void CrashServer::processAll(const std::vector<std::string>& texts) const {
 }
 
 Deadline CrashServer::nextDeadline() {
-  if (!server_ || !server_->isPaused())
+  if (!isRunning() || !server_->sockRef()->isPaused()) {
     endOfPause_ = Deadline::never();
-  else if (endOfPause_.time() == Deadline::never().time())
+  } else if (endOfPause_.time() == Deadline::never().time()) {
     endOfPause_ = Deadline(pauseOfAccepting);
+  }
   toldDeadline_ = endOfPause_;
   for (const auto& [client, texts] : clients_) {
     if (texts.endOfSilence().time() < toldDeadline_.time()) toldDeadline_ = texts.endOfSilence();
@@ -62,7 +65,7 @@ void CrashServer::tick() {
   std::vector<std::string> completed;
   for (auto& [client, texts] : clients_) {
     // What has come while we were busy breaks the silence, read or not.
-    if (!texts.endOfSilence().isOver() || client->hasInput()) continue;
+    if (!texts.endOfSilence().isOver() || client->sockRef()->hasInput()) continue;
     std::ranges::move(texts.endLastPacket(), std::back_inserter(completed));
   }
   processAll(completed);

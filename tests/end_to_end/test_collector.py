@@ -3,6 +3,7 @@
 import os
 import re
 import resource
+import select
 import signal
 import socket
 import struct
@@ -62,7 +63,8 @@ class Collector(EndToEndTest):
 
     def kept(self, process):
         """The content of the next report, from the file that the collector names."""
-        path = readUntil(process.stdout, b".txt\n").decode()[:-1]
+        self.assertTrue(select.select([process.stdout], [], [], LIMIT)[0])
+        path = process.stdout.readline().decode()[:-1]
         self.assertRegex(os.path.relpath(path, self.crashes), NAME)
         self.assertEqual(os.stat(path).st_mode & 0o7777, 0o600)
         with open(path, newline="") as file:

@@ -6,13 +6,6 @@
 namespace quelto::platform {
 namespace {
 
-/// Null when the module is missing.
-const PropertyListService* propertyListService() {
-  static const auto* const service =
-      moduleService<const PropertyListService>("libquelto_property_list.so", "queltoPropertyListService");
-  return service;
-}
-
 template <typename Value>
 std::optional<Value> valueAt(const PropertyListDictionary& dictionary, std::string_view key) {
   const auto entry = dictionary.find(key);
@@ -21,6 +14,12 @@ std::optional<Value> valueAt(const PropertyListDictionary& dictionary, std::stri
 }
 
 }  // namespace
+
+const PropertyListService* propertyListService() {
+  static const auto* const service =
+      moduleService<const PropertyListService>("libquelto_property_list.so", "queltoPropertyListService");
+  return service;
+}
 
 std::optional<PropertyListDictionary> parsePropertyList(std::string_view bytes) {
   const PropertyListService* service = propertyListService();

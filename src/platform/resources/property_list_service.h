@@ -8,7 +8,8 @@
 
 namespace quelto::platform {
 
-/// What the property-list module answers; the contracts are those of property_list.h. Thread-safe.
+/// What the property-list module answers; the contracts are those of property_list.h and keyed_archive.h, and
+/// the limits are the caller's. Thread-safe.
 class PropertyListService {
  public:
   PropertyListService() = default;
@@ -17,10 +18,14 @@ class PropertyListService {
 
   [[nodiscard]] virtual std::optional<PropertyListDictionary> parse(std::string_view bytes) const = 0;
   [[nodiscard]] virtual std::string binary(const PropertyListDictionary& dictionary) const = 0;
+  [[nodiscard]] virtual std::optional<std::string> archivedString(std::string_view bytes) const = 0;
 
  protected:
   ~PropertyListService() = default;
 };
+
+/// Opens the module on first use; null when it is missing. Thread-safe.
+[[nodiscard]] const PropertyListService* propertyListService();
 
 }  // namespace quelto::platform
 
