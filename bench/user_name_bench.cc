@@ -17,6 +17,7 @@
 #include "launcher/program.h"
 #include "tests/support/keyring_surroundings.h"
 #include "tests/support/temporary_folder.h"
+#include "util/suite.h"
 
 namespace quelto::bench {
 namespace {
@@ -31,7 +32,7 @@ void remember(int hosts) {
   const launcher::Program program = launcher::thisProgram();
   for (int number = 0; number < hosts; ++number) {
     const launcher::HostAccounts accounts(
-        {._host = hostOf(number), .group_Id = std::string(launcher::builtInGroupId)}, program);
+        {._host = hostOf(number), .group_Id = std::string(util::builtInGroupId)}, program);
     accounts.saveAccount("alice");
     // Asked for once, since it takes as long as a run does.
     if (number == hosts - 1 && accounts.loadSavedAccount() != "alice")

@@ -28,7 +28,7 @@ ROOMS = {
     "keychain": ("platform/crypto", "platform/text", "platform/user"),
     "keychain/embedded": ("keychain",),
     "keychain/secret_service": ("keychain",),
-    "crash": ("platform/call_stack", "platform/resources", "platform/run_loop"),
+    "crash": ("platform/call_stack", "platform/run_loop", "util"),
     "items": ("ini", "keychain", "ui"),
     "securefile": ("items",),
     "credentials": ("securefile",),

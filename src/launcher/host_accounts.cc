@@ -13,6 +13,7 @@
 #include "ui/localized_strings.h"
 #include "ui/text_format.h"
 #include "util/strings.h"
+#include "util/suite.h"
 
 namespace quelto::launcher {
 namespace {
@@ -95,7 +96,7 @@ void HostAccounts::deleteAccount() const {
 }
 
 SecureNote HostAccounts::savedAccount() const {
-  return {.account = std::string(builtInGroupId), .name = _host, .generic = group_Id_ + ".ssh_account"};
+  return {.account = std::string(util::builtInGroupId), .name = _host, .generic = group_Id_ + ".ssh_account"};
 }
 
 }  // namespace quelto::launcher

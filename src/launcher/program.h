@@ -3,12 +3,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 
 namespace quelto::launcher {
-
-/// The application group that the tool is built for; a request may name another one.
-constexpr std::string_view builtInGroupId = "org.quelto.suite";
 
 /// What the tool knows about itself, whatever it is asked to do.
 struct Program {

@@ -10,6 +10,7 @@
 #include "platform/user/environment.h"
 #include "platform/user/user.h"
 #include "util/strings.h"
+#include "util/suite.h"
 
 namespace quelto::launcher {
 namespace {
@@ -25,7 +26,7 @@ SshSettings settingsFor(const Destination& destination, SshSettings given) {
 
 std::string groupInForce(const std::optional<std::string>& given) {
   if (const auto group = platform::environmentValue("SSH_APPGROUP")) return std::string(util::trim(*group));
-  return given.value_or(std::string(builtInGroupId));
+  return given.value_or(std::string(util::builtInGroupId));
 }
 
 }  // namespace

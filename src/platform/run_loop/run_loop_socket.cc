@@ -1,5 +1,6 @@
 #include "platform/run_loop/run_loop_socket.h"
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -9,6 +10,7 @@
 #include <array>
 #include <cerrno>
 
+#include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
 
 namespace quelto::platform {
@@ -124,6 +126,12 @@ void RunLoopSocket::addTo(RunLoop& loop) { source_ = loop.add(socket_.get(), onR
 
 void RunLoopSocket::resumeAccepting() {
   if (source_) source_->resume();
+  isPaused_ = false;
+}
+
+bool RunLoopSocket::hasInput() const {
+  pollfd request{.fd = socket_.get(), .events = POLLIN, .revents = 0};
+  return pollUntil({&request, 1}, Deadline(std::chrono::milliseconds(0)));
 }
 
 void RunLoopSocket::invalidate() {
@@ -134,8 +142,11 @@ void RunLoopSocket::invalidate() {
 UniqueFd RunLoopSocket::nextConnection() {
   UniqueFd connection(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
   if (connection) return isPeerOurs(connection.get()) ? std::move(connection) : UniqueFd();
+  if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return {};
   // Out of descriptors or memory, the socket stays ready, and trying again at once would never end.
-  if (errno != EAGAIN && errno != EINTR && errno != ECONNABORTED) source_->pause();
+  source_->pause();
+  isPaused_ = true;
+  RunLoop::current()->stop();
   return {};
 }
 

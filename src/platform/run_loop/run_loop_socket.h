@@ -47,9 +47,13 @@ class RunLoopSocket {
   /// From now on the loop calls back.
   void addTo(RunLoop& loop);
 
-  /// A listener that runs out of descriptors or memory pauses, and leaves who connects waiting: to be called
-  /// when there may be some again.
+  /// A listener that runs out of descriptors or memory pauses, lets the loop's `runUntil` return and leaves who
+  /// connects waiting, until this is called because there may be some again.
   void resumeAccepting();
+  [[nodiscard]] bool isPaused() const noexcept { return isPaused_; }
+
+  /// Whether a call is due, because something has come or the other side is gone.
+  [[nodiscard]] bool hasInput() const;
 
   /// Ends the callbacks, leaves the loop and closes the descriptor.
   void invalidate();
@@ -67,6 +71,7 @@ class RunLoopSocket {
   /// Holds what the owner handed in, so that both live through a call that destroys this object.
   RunLoop::Callback onReady_;
   std::unique_ptr<RunLoop::Source> source_;
+  bool isPaused_ = false;
 };
 
 /// Whether somebody listens at a path. Absent when the system does not tell.
