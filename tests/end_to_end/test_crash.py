@@ -4,12 +4,11 @@ import os
 import re
 import signal
 import socket
-import stat
 import termios
 import time
 import unittest
 
-from dialog_surroundings import DialogTest, waitUntil
+from dialog_surroundings import DialogTest, childrenOf, waitUntil
 from surroundings import LIMIT, TOOL, EndToEndTest, readUntil
 
 DRIVER = os.environ["QUELTO_CRASH_DRIVER"]
@@ -46,9 +45,11 @@ class CrashTest(EndToEndTest):
 
     def report(self, collector):
         """The next report: its head as a dictionary, and its lines."""
-        text = readUntil(collector.stdout, b"_start + ").decode()
-        head, lines = text.split("\n\n", 1)
-        return dict(line.split(": ", 1) for line in head.splitlines() if ": " in line), lines.splitlines()
+        text = readUntil(collector.stdout, b"\n\n")
+        while text.count(b"\n\n") < 2:
+            text += readUntil(collector.stdout, b"\n")
+        head, lines = text.decode().removesuffix("\n\n").split("\n\n")
+        return dict(line.split(": ", 1) for line in head.splitlines()), lines.splitlines()
 
     def assertEnds(self, process, status, limit=5, stderr=b""):
         begin = time.monotonic()
@@ -70,7 +71,7 @@ class Faults(CrashTest):
                 ("overflow", "overflow", 11, "overflowStack(int)"),
                 ("overflow on a worker", "overflow worker", 11, "overflowStack(int)"),
                 ("abort in the allocator's company", "abort main allocating", 6, "abort + "),
-                ("illegal instruction", "illegal", 4, "crashReportCallback"),
+                ("illegal instruction", "illegal", 4, "operator()()"),
                 ("trap", "trap worker", 5, "runOnThreads"),
                 ("call of nothing", "call", 11, "callBadAddress()"),
                 ("a private key in memory", "read main guarded", 11, "readBadAddress()")):
@@ -154,46 +155,51 @@ class Phases(CrashTest, DialogTest):
         head, lines = self.report(collector)
         self.assertEqual(head["Source"], "queltoSSH")
         self.assertTrue(any(function in line for line in lines), lines)
-        self.assertIn("main + ", "\n".join(lines))
 
     def testEverySignalWhileTheLoginShellIsAsked(self):
         collector = self.collect()
-        shell = self.program("slow", "echo >>started; exec sleep 60")
+        shell = self.program("slow", f"echo >{self.path('started')}; while echo; do sleep 0.05; done")
         for number in SIGNALS:
             with self.subTest(number.name):
                 process = self.start("alice@host", change={"SHELL": shell})
                 waitUntil(lambda: os.path.exists(self.path("started")))
-                self.assertReported(collector, process, number, "launcher find")
+                self.assertReported(collector, process, number, "SshLookup path")
                 os.remove(self.path("started"))
 
     def testWhileSshRuns(self):
         collector = self.collect()
-        ssh = self.program("running", "echo ready; exec sleep 60")
+        ssh = self.program("running", "echo ready; exec cat")
         for number in SIGNALS[1:]:
             with self.subTest(number.name):
                 process = self.start("alice@host", change={"SSH_ORIGINAL": ssh})
                 readUntil(process.stdout, b"ready")
                 self.assertReported(collector, process, number, "launcher runSsh")
 
-    def testCtrlCAtTheQuestionGivesTheTerminalBack(self):
-        collector = self.collect()
-        master, slave = self.openTerminal()
-        before = termios.tcgetattr(slave)
-        changed = [*before]
-        changed[3] &= ~termios.ECHO
-        termios.tcsetattr(slave, termios.TCSANOW, changed)
+    def askForTheUser(self, prepare=lambda slave: None):
+        """A terminal on which the tool asks."""
+        terminal, slave = self.openTerminal()
+        prepare(slave)
         process = self.askOnTerminal(slave, "host", program=TOOL)
-        readUntil(master, b"SSH username: ")
-        os.write(master.fileno(), b"\x03")
-        self.assertEqual(process.wait(LIMIT), 2)
+        readUntil(terminal, b"SSH username: ")
+        return terminal, slave, process
+
+    def testCtrlCAtTheQuestionGivesTheTerminalBack(self):
+        def silence(slave):
+            modes = termios.tcgetattr(slave)
+            modes[3] &= ~termios.ECHO
+            termios.tcsetattr(slave, termios.TCSANOW, modes)
+
+        collector = self.collect()
+        terminal, slave, process = self.askForTheUser(silence)
+        terminal.write(b"\x03")
+        shown = readUntil(terminal, b"\a")
+        self.assertEndsOnTerminal(process, status=2)
+        self.assertFalse(termios.tcgetattr(slave)[3] & termios.ECHO)
+        self.assertEqual(shown.count(b"\a"), 1)
         self.assertIn("launcher", "\n".join(self.report(collector)[1]))
-        self.assertEqual(termios.tcgetattr(slave)[3], changed[3])
-        self.assertEqual(readUntil(master, b"\a").count(b"\a"), 1)
 
     def testAStoppedTerminalHoldsNobody(self):
-        master, slave = self.openTerminal()
-        process = self.askOnTerminal(slave, "host", program=TOOL)
-        readUntil(master, b"SSH username: ")
-        os.write(master.fileno(), b"\x13")
-        process.send_signal(signal.SIGSEGV)
-        self.assertEqual(process.wait(LIMIT), 11)
+        terminal, _, process = self.askForTheUser()
+        terminal.write(b"\x13")
+        os.kill(*childrenOf(process.pid), signal.SIGSEGV)
+        self.assertEndsOnTerminal(process, status=11)
