@@ -1,17 +1,13 @@
 /// Crashes as its arguments say, with the reports of the tool installed: crash_driver FAULT [THREADS]
 /// [SURROUNDINGS].
 
-#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
-#include <cstring>
-#include <functional>
 #include <map>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "crash/crash_handler_signal.h"
@@ -27,9 +23,14 @@ namespace {
 /// Where the compiler cannot see it.
 constinit volatile std::uintptr_t badAddress = 8;
 
-void readBadAddress() { (void)*reinterpret_cast<volatile int*>(badAddress); }
+/// Behind the last statement of a function, keeps its frame on the stack and the function in one piece.
+void stayOnStack() { asm volatile("" ::: "memory"); }
 
-/// Not a call at the end, which would take no stack.
+[[gnu::noinline]] void readBadAddress() {
+  (void)*reinterpret_cast<volatile int*>(badAddress);
+  stayOnStack();
+}
+
 [[gnu::noinline]] int overflowStack(int depth) {
   volatile char page[4096];
   page[0] = static_cast<char>(depth);
@@ -37,38 +38,48 @@ void readBadAddress() { (void)*reinterpret_cast<volatile int*>(badAddress); }
 }
 
 /// The allocator finds the damage when it looks for the next block, in the middle of its work.
-void damageHeap() {
-  auto* const block = static_cast<char*>(std::malloc(24));
-  std::memset(block, 0xFF, 8 * badAddress);
+[[gnu::noinline]] void damageHeap() {
+  auto* const block = static_cast<volatile char*>(std::malloc(3 * badAddress));
+  for (std::size_t at = 24; at < 64; ++at) block[at] = '\xFF';
   std::vector<void*> blocks;
   for (std::size_t size = 24; size < 5000; ++size) blocks.push_back(std::malloc(size));
+  stayOnStack();
 }
 
-void callBadAddress() { reinterpret_cast<void (*)()>(badAddress - 8)(); }
+[[gnu::noinline]] void runIllegalInstruction() {
+  if (badAddress != 0) __builtin_trap();
+  stayOnStack();
+}
+
+[[gnu::noinline]] void trap() {
+  (void)::raise(SIGTRAP);
+  stayOnStack();
+}
+
+[[gnu::noinline]] void callBadAddress() {
+  reinterpret_cast<void (*)()>(badAddress - 8)();
+  stayOnStack();
+}
 
 /// What the unwinder needs to find this function's caller.
 [[gnu::noinline]] void damageStack() {
   auto* const frame = static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0));
   for (std::size_t at = 0; at < 200; ++at) frame[at] = 0x4141414141;
-  readBadAddress();
+  (void)*reinterpret_cast<volatile int*>(badAddress);
 }
 
-const std::map<std::string, std::function<void()>> faults{
-    {"read", readBadAddress},
-    {"overflow", [] { (void)overflowStack(0); }},
-    {"abort", std::abort},
-    {"heap", damageHeap},
-    {"illegal", [] { __builtin_trap(); }},
-    {"trap", [] { (void)::raise(SIGTRAP); }},
-    {"call", callBadAddress},
-    {"stack", damageStack},
+const std::map<std::string, void (*)()> faults{
+    {"read", readBadAddress},           {"overflow", [] { (void)overflowStack(0); }},
+    {"abort", [] { std::abort(); }},    {"heap", damageHeap},
+    {"illegal", runIllegalInstruction}, {"trap", trap},
+    {"call", callBadAddress},           {"stack", damageStack},
 };
 
-void runOnThreads(const std::string& threads, const std::function<void()>& crash) {
+void runOnThreads(const std::string& threads, void (*crash)()) {
   if (threads == "main") crash();
   static std::atomic<int> waiting{threads == "two" ? 2 : 1};
   for (int count = waiting; count > 0; --count) {
-    platform::runInBackground([&crash] {
+    platform::runInBackground([crash] {
       --waiting;
       while (waiting != 0) {
       }

@@ -71,8 +71,8 @@ class Faults(CrashTest):
                 ("overflow", "overflow", 11, "overflowStack(int)"),
                 ("overflow on a worker", "overflow worker", 11, "overflowStack(int)"),
                 ("abort in the allocator's company", "abort main allocating", 6, "abort + "),
-                ("illegal instruction", "illegal", 4, "operator()()"),
-                ("trap", "trap worker", 5, "runOnThreads"),
+                ("illegal instruction", "illegal", 4, "runIllegalInstruction()"),
+                ("trap", "trap worker", 5, "quelto trap()"),
                 ("call of nothing", "call", 11, "callBadAddress()"),
                 ("a private key in memory", "read main guarded", 11, "readBadAddress()")):
             with self.subTest(name):
