@@ -259,6 +259,10 @@ TEST_F(Sockets, AServerOutOfDescriptorsWaitsForSome) {
   rlimit limit{};
   ::getrlimit(RLIMIT_NOFILE, &limit);
   callsLinked();
+  // The sanitizer's checks of virtual calls take descriptors the first time.
+  client->stop();
+  callsServed();
+  callsLinked();
   std::shared_ptr<SocketClient> waiting[3];
   for (auto& other : waiting) other = SocketClient::make(path);
   for (const auto& other : waiting) ASSERT_TRUE(other->start());
@@ -266,13 +270,17 @@ TEST_F(Sockets, AServerOutOfDescriptorsWaitsForSome) {
   limit.rlim_cur = static_cast<rlim_t>(UniqueFd(::dup(0)).get());
   ::setrlimit(RLIMIT_NOFILE, &limit);
   const std::clock_t begin = std::clock();
-  EXPECT_TRUE(RunLoop::current()->runUntil(Deadline(500ms)));
-  EXPECT_LT(std::clock() - begin, CLOCKS_PER_SEC / 4) << "it spins";
-  EXPECT_THAT(recorder.taken(), ElementsAre());
+  const bool isServed = RunLoop::current()->runUntil(Deadline(500ms));
+  const std::clock_t used = std::clock() - begin;
+  const auto whileNone = recorder.taken();
   server->disconnectClient(**server->clients().begin());
-  EXPECT_THAT(callsServed(), testing::IsSupersetOf({"ended, left 0", "clients 1"}));
+  const auto whenOneHasLeft = callsServed();
   limit.rlim_cur = before;
   ::setrlimit(RLIMIT_NOFILE, &limit);
+  EXPECT_TRUE(isServed);
+  EXPECT_LT(used, CLOCKS_PER_SEC / 4) << "it spins";
+  EXPECT_THAT(whileNone, ElementsAre());
+  EXPECT_THAT(whenOneHasLeft, testing::IsSupersetOf({"ended, left 0", "clients 1"}));
   server->resumeAccepting();
   EXPECT_THAT(callsServed(), testing::Contains("clients 3"));
 }
