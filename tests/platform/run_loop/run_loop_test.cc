@@ -1,0 +1,69 @@
+#include "platform/run_loop/run_loop.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "platform/files/descriptors.h"
+
+namespace quelto::platform {
+namespace {
+
+using namespace std::chrono_literals;
+
+/// A pipe that can be read at once.
+struct Ready {
+  explicit Ready(
+      RunLoop& loop, const std::function<void()>& then = [] {}) {
+    EXPECT_EQ(::write(pipe.writeEnd.get(), "x", 1), 1);
+    source = loop.add(pipe.readEnd.get(), [this, then] { ++calls, then(); });
+  }
+  Pipe pipe = makePipe();
+  int calls = 0;
+  std::unique_ptr<RunLoop::Source> source;
+};
+
+TEST(RunLoop, DoesNotCallWhatWasTakenOutInTheSameRound) {
+  const auto loop = std::make_shared<RunLoop>();
+  const Pipe quiet = makePipe();
+  std::unique_ptr<Ready> ready[2];
+  std::unique_ptr<RunLoop::Source> successor;
+  for (auto& mine : ready) {
+    mine = std::make_unique<Ready>(*loop, [&] {
+      auto& other = &mine == ready ? ready[1] : ready[0];
+      const int number = other->pipe.readEnd.get();
+      other->source.reset();
+      ASSERT_EQ(::dup2(quiet.readEnd.get(), number), number);
+      successor = loop->add(number, [] { ADD_FAILURE() << "called for its number's last owner"; });
+      mine->source.reset();
+    });
+  }
+  EXPECT_TRUE(loop->runUntil(Deadline(0ms)));
+  EXPECT_TRUE(loop->runUntil(Deadline(20ms)));
+  EXPECT_EQ(ready[0]->calls + ready[1]->calls, 1);
+}
+
+TEST(RunLoop, CallsWhatIsNotPausedUntilItIsStopped) {
+  EXPECT_EQ(RunLoop::current(), RunLoop::current());
+  std::thread([here = RunLoop::current()] { EXPECT_NE(RunLoop::current(), here); }).join();
+  const auto loop = std::make_shared<RunLoop>();
+  const auto opened = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
+  const Pipe pipe = makePipe();
+  const auto before = opened();
+  const auto quiet = loop->add(pipe.readEnd.get(), [] {});
+  EXPECT_EQ(opened(), before) << "nothing before it runs";
+  Ready ready(*loop, [&] { loop->stop(); });
+  ready.source->pause();
+  const Deadline soon(20ms);
+  EXPECT_TRUE(loop->runUntil(soon));
+  EXPECT_TRUE(soon.isOver());
+  EXPECT_EQ(ready.calls, 0);
+  ready.source->resume();
+  EXPECT_TRUE(loop->runUntil(Deadline::never()));
+  EXPECT_EQ(ready.calls, 1);
+}
+
+}  // namespace
+}  // namespace quelto::platform
