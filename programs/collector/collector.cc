@@ -24,6 +24,7 @@ using platform::FileError;
 
 /// Until the system is asked again for what the run loop needs.
 constexpr std::chrono::seconds pauseOfLoop{1};
+constexpr std::chrono::milliseconds timeForTheRest{50};
 
 void say(const std::string& text) {
   static_cast<void>(platform::writeStandardError("quelto-collector: " + text + "\n"));
@@ -74,7 +75,7 @@ bool Collector::prepare() {
 
 void Collector::serve() {
   const auto loop = platform::RunLoop::current();
-  const auto stopSource = loop->add(stopSignals_.get(), [&] {
+  auto stopSource = loop->add(stopSignals_.get(), [&] {
     isStopping_ = true;
     loop->stop();
   });
@@ -93,7 +94,10 @@ void Collector::serve() {
     if (!loop->runUntil(server.nextDeadline())) isStopping_ = isAskedToStop(Deadline(pauseOfLoop));
     server.tick();
   }
-  // Ends with the reports that have come.
+  // What was sent before the signal may not have been read.
+  stopSource.reset();
+  const Deadline end(timeForTheRest);
+  while (!end.isOver() && loop->runUntil(end)) continue;
   server.stop();
 }
 

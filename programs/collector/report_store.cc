@@ -22,11 +22,11 @@ namespace {
 
 using platform::PrivateFolder;
 
-/// The form of a name, in which "0" stands for any digit and "x" for any hexadecimal digit.
-constexpr std::string_view nameForm = "crash-00000000T000000.000Z-xxxxxxxxxxxxxxxx.txt";
+/// The form of a name, in which "#" stands for any digit and "*" for any hexadecimal digit.
+constexpr std::string_view nameForm = "crash-########T######.###Z-****************.txt";
 /// Behind it, what `TemporaryFile` calls a file that is being written.
 constexpr std::string_view temporaryForm =
-    "crash-00000000T000000.000Z-xxxxxxxxxxxxxxxx.txt.new-xxxxxxxxxxxxxxxx";
+    "crash-########T######.###Z-****************.txt.new-****************";
 /// A process that writes for so long was killed.
 constexpr time_t secondsUntilAbandoned = 3600;
 
@@ -37,8 +37,8 @@ bool hasForm(std::string_view name, std::string_view form) {
     return digits.find(character) != std::string_view::npos;
   };
   return std::ranges::equal(name, form, [&](char character, char expected) {
-    if (expected == 'x') return isOneOf(hexadecimalDigits, character);
-    if (expected == '0') return isOneOf(hexadecimalDigits.substr(0, 10), character);
+    if (expected == '*') return isOneOf(hexadecimalDigits, character);
+    if (expected == '#') return isOneOf(hexadecimalDigits.substr(0, 10), character);
     return character == expected;
   });
 }
