@@ -25,10 +25,10 @@ int main(int argc, char** argv) {
   platform::rememberCaller();
 
   const launcher::Program program = launcher::thisProgram();
-  ui::globalCustomLanguage = platform::environmentValue("AUTH_LANGUAGE").value_or("");
   launcher::installCrashReports(program);
   if (argc < 2) return platform::writeStandardOutput(launcher::banner(program.full_version)) ? 0 : 255;
 
+  ui::globalCustomLanguage = platform::environmentValue("AUTH_LANGUAGE").value_or("");
   const std::vector<std::string> words(argv + 1, argv + argc);
   auto request = launcher::readRequest(words);
   if (!request) ui::failWith(ui::invalidEnvironment, program.localizedTable);
