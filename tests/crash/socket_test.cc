@@ -244,12 +244,19 @@ TEST_F(Sockets, ADelegateMayReleaseAnEndpointInAnyCall) {
       if (client && server) callsAfter(*client, bytes);
     }
     if (client && server) callsAfter(**server->clients().begin(), "xyz");
+    if (row.isServer && server) server->disconnectClient(**server->clients().begin());
     if (client) client->stop();
     callsServed();
     EXPECT_EQ(server == nullptr, row.isServer);
     EXPECT_EQ(client == nullptr, !row.isServer);
     EXPECT_EQ(std::filesystem::exists(path), !row.isServer);
   }
+  server = made<SocketServer>(path);
+  client = made<SocketClient>(path);
+  recorder.then = [&] { server.reset(); };
+  callsLinked();
+  server->stop();
+  EXPECT_EQ(server, nullptr);
 }
 
 TEST_F(Sockets, AServerOutOfDescriptorsWaitsForSome) {

@@ -58,6 +58,7 @@ TEST(KeyedArchive, GivesTheTextAtItsRoot) {
       {"too many bytes", withXml("<string>" + std::string(65'536, 'x') + "</string>")},
       {"the greatest depth", ofDepth(32), "<plain>"},
       {"more depth", ofDepth(33)},
+      {"more depth in a binary one", sample("deep")},
   };
   for (const auto& row : rows) EXPECT_TRUE(stringInKeyedArchive(row.bytes) == row.found) << row.name;
 }

@@ -45,10 +45,18 @@ TEST(RunLoop, CallsWhatIsReadyUnlessPausedOrTakenOutInTheSameRound) {
   EXPECT_TRUE(loop->runUntil(Deadline(0ms)));
   EXPECT_EQ(ready[0]->calls + ready[1]->calls, 0);
   for (auto& mine : ready) mine->source->resume();
-  Ready last(*loop, [&] { loop->stop(); });
+  std::unique_ptr<Ready> pausing[2];
+  for (auto& mine : pausing) {
+    mine = std::make_unique<Ready>(*loop, [&] {
+      for (auto& each : pausing) each->source->pause();
+    });
+  }
+  const Ready last(*loop, [&] { loop->stop(); });
   EXPECT_TRUE(loop->runUntil(Deadline::never()));
   EXPECT_TRUE(loop->runUntil(Deadline(0ms)));
+  EXPECT_EQ(last.calls, 2);
   EXPECT_EQ(ready[0]->calls + ready[1]->calls, 1);
+  EXPECT_EQ(pausing[0]->calls + pausing[1]->calls, 1);
 }
 
 }  // namespace
