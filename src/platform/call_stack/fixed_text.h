@@ -15,6 +15,7 @@ template <std::size_t Capacity>
 class FixedText {
  public:
   [[nodiscard]] constexpr std::string_view view() const noexcept { return {bytes_.data(), size_}; }
+  // NOLINTNEXTLINE(google-explicit-constructor): it is a text
   constexpr operator std::string_view() const noexcept { return view(); }
   [[nodiscard]] constexpr std::size_t size() const noexcept { return size_; }
   [[nodiscard]] constexpr std::size_t room() const noexcept { return Capacity - size_; }

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <thread>
 
 #include "platform/files/descriptors.h"
 
@@ -15,8 +14,7 @@ using namespace std::chrono_literals;
 
 /// A pipe that can be read at once.
 struct Ready {
-  explicit Ready(
-      RunLoop& loop, const std::function<void()>& then = [] {}) {
+  Ready(RunLoop& loop, const std::function<void()>& then) {
     EXPECT_EQ(::write(pipe.writeEnd.get(), "x", 1), 1);
     source = loop.add(pipe.readEnd.get(), [this, then] { ++calls, then(); });
   }
@@ -25,11 +23,13 @@ struct Ready {
   std::unique_ptr<RunLoop::Source> source;
 };
 
-TEST(RunLoop, DoesNotCallWhatWasTakenOutInTheSameRound) {
+TEST(RunLoop, CallsWhatIsReadyUnlessPausedOrTakenOutInTheSameRound) {
+  const auto opened = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
   const auto loop = std::make_shared<RunLoop>();
   const Pipe quiet = makePipe();
   std::unique_ptr<Ready> ready[2];
   std::unique_ptr<RunLoop::Source> successor;
+  const auto before = opened();
   for (auto& mine : ready) {
     mine = std::make_unique<Ready>(*loop, [&] {
       auto& other = &mine == ready ? ready[1] : ready[0];
@@ -39,30 +39,24 @@ TEST(RunLoop, DoesNotCallWhatWasTakenOutInTheSameRound) {
       successor = loop->add(number, [] { ADD_FAILURE() << "called for its number's last owner"; });
       mine->source.reset();
     });
+    mine->source->pause();
   }
+  EXPECT_EQ(opened(), before + 4) << "a loop that has not run";
   EXPECT_TRUE(loop->runUntil(Deadline(0ms)));
-  EXPECT_TRUE(loop->runUntil(Deadline(20ms)));
-  EXPECT_EQ(ready[0]->calls + ready[1]->calls, 1);
-}
-
-TEST(RunLoop, CallsWhatIsNotPausedUntilItIsStopped) {
-  EXPECT_EQ(RunLoop::current(), RunLoop::current());
-  std::thread([here = RunLoop::current()] { EXPECT_NE(RunLoop::current(), here); }).join();
-  const auto loop = std::make_shared<RunLoop>();
-  const auto opened = [] { return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {}); };
-  const Pipe pipe = makePipe();
-  const auto before = opened();
-  const auto quiet = loop->add(pipe.readEnd.get(), [] {});
-  EXPECT_EQ(opened(), before) << "nothing before it runs";
-  Ready ready(*loop, [&] { loop->stop(); });
-  ready.source->pause();
-  const Deadline soon(20ms);
-  EXPECT_TRUE(loop->runUntil(soon));
-  EXPECT_TRUE(soon.isOver());
-  EXPECT_EQ(ready.calls, 0);
-  ready.source->resume();
+  EXPECT_EQ(ready[0]->calls + ready[1]->calls, 0);
+  for (auto& mine : ready) mine->source->resume();
+  std::unique_ptr<Ready> pausing[2];
+  for (auto& mine : pausing) {
+    mine = std::make_unique<Ready>(*loop, [&] {
+      for (auto& each : pausing) each->source->pause();
+    });
+  }
+  const Ready last(*loop, [&] { loop->stop(); });
   EXPECT_TRUE(loop->runUntil(Deadline::never()));
-  EXPECT_EQ(ready.calls, 1);
+  EXPECT_TRUE(loop->runUntil(Deadline(0ms)));
+  EXPECT_EQ(last.calls, 2);
+  EXPECT_EQ(ready[0]->calls + ready[1]->calls, 1);
+  EXPECT_EQ(pausing[0]->calls + pausing[1]->calls, 1);
 }
 
 }  // namespace
