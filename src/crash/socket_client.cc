@@ -7,13 +7,13 @@
 namespace quelto::crash {
 
 std::shared_ptr<SocketClient> SocketClient::make(std::string sockUrl) {
-  const std::shared_ptr<SocketClient> client(new SocketClient(std::move(sockUrl)));
+  std::shared_ptr<SocketClient> client(new SocketClient(std::move(sockUrl)));
   client->state_ = SocketClientStatus::disconnected;
   return client;
 }
 
 std::shared_ptr<SocketClient> SocketClient::make(platform::UniqueFd handle) {
-  const std::shared_ptr<SocketClient> client(new SocketClient(std::nullopt));
+  std::shared_ptr<SocketClient> client(new SocketClient(std::nullopt));
   client->setState(SocketClientStatus::linking);
   if (client->clientCreate(std::move(handle))) {
     client->link();

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 #include <optional>
-#include <vector>
 
 namespace quelto::platform {
 namespace {
@@ -28,7 +27,7 @@ class BinaryObjects {
     const auto isWidth = [](std::uint64_t width) { return width >= 1 && width <= 8; };
     if (!isWidth(offsetWidth_) || !isWidth(referenceWidth_) || table_ > trailer) return false;
     if (count > (trailer - table_) / offsetWidth_) return false;
-    isContainerSeen_.assign(count, false);
+    count_ = count;
     return isSmall(top, 1);
   }
 
@@ -60,7 +59,7 @@ class BinaryObjects {
   }
 
   [[nodiscard]] bool isSmall(std::uint64_t index, std::size_t depth) {
-    if (index >= isContainerSeen_.size() || ++nodes_ > maximumPropertyListNodes) return false;
+    if (index >= count_ || ++nodes_ > maximumPropertyListNodes) return false;
     std::uint64_t at = number(table_ + index * offsetWidth_, offsetWidth_);
     if (at < binaryMagic.size() || !fits(at, 1, 1)) return false;
     switch (number(at, 1) >> 4U) {
@@ -77,9 +76,9 @@ class BinaryObjects {
         return isSmallText(at, 2);
       case 0xA:  // array
       case 0xC:  // set
-        return isSmallContainer(index, at, 1, depth);
+        return isSmallContainer(at, 1, depth);
       case 0xD:  // dictionary: the keys, then the values
-        return isSmallContainer(index, at, 2, depth);
+        return isSmallContainer(at, 2, depth);
       default:
         return false;
     }
@@ -92,12 +91,10 @@ class BinaryObjects {
     return payload_ <= maximumPropertyListPayload;
   }
 
-  [[nodiscard]] bool isSmallContainer(std::uint64_t index, std::uint64_t at, std::uint64_t lists,
-                                      std::size_t depth) {
+  [[nodiscard]] bool isSmallContainer(std::uint64_t at, std::uint64_t lists, std::size_t depth) {
     const auto length = lengthOfObject(at);
-    if (!length || depth > maximumPropertyListDepth || isContainerSeen_[index]) return false;
+    if (!length || depth > maximumPropertyListDepth) return false;
     if (!fits(at, *length, lists * referenceWidth_)) return false;
-    isContainerSeen_[index] = true;
     for (std::uint64_t child = 0; child < *length * lists; ++child) {
       if (!isSmall(number(at + child * referenceWidth_, referenceWidth_), depth + 1)) return false;
     }
@@ -109,7 +106,8 @@ class BinaryObjects {
   std::uint64_t referenceWidth_ = 0;
   /// Where the objects end.
   std::uint64_t table_ = 0;
-  std::vector<bool> isContainerSeen_;
+  std::uint64_t count_ = 0;
+  /// Each object counts at every place that it has.
   std::size_t nodes_ = 0;
   std::uint64_t payload_ = 0;
 };
