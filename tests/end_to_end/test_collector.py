@@ -45,6 +45,10 @@ class Collector(EndToEndTest):
         until(lambda: os.path.exists(self.socket) or process.poll() is not None)
         return process
 
+    def collectTraced(self, fault):
+        words = f"-f -qq -o /dev/null -e trace={fault.split(':')[0]} -e inject={fault}".split()
+        return self.collect(*words, COLLECTOR, program="strace", change={"ASAN_OPTIONS": "detect_leaks=0"})
+
     def send(self, *pieces):
         client = socket.socket(socket.AF_UNIX)
         self.addCleanup(client.close)
@@ -109,8 +113,7 @@ class Collector(EndToEndTest):
     def testKilledWhileSaving(self):
         for call in ("fchmod", "write", "fsync", "linkat", "unlinkat"):
             with self.subTest(call):
-                kill = f"-f -qq -o /dev/null -e trace={call} -e inject={call}:signal=KILL:when=1".split()
-                process = self.collect(*kill, COLLECTOR, program="strace", change={"ASAN_OPTIONS": "detect_leaks=0"})
+                process = self.collectTraced(call + ":signal=KILL:when=1")
                 self.send(*packets()).close()
                 self.assertEqual(process.wait(LIMIT), -signal.SIGKILL)
                 for name in filter(NAME.fullmatch, os.listdir(self.crashes)):
@@ -132,27 +135,25 @@ class Collector(EndToEndTest):
         self.assertEqual(len(reports.union(self.kept(process) for _ in clients[1:])), 40)
 
     def testLosesNothingWhileBusy(self):
-        process = self.collect()
+        process = self.collectTraced("linkat:delay_enter=1300000:when=1")
         first, last = packets("x" * 300)
         slow = self.send(first, last[:50])
-        process.send_signal(signal.SIGSTOP)
+        self.send(*packets("y" * 300)).close()
+        # Saving it takes longer than a sender may be silent.
+        until(lambda: os.path.exists(self.crashes) and os.listdir(self.crashes))
         slow.sendall(last[50:])
-        for number in range(20):
-            self.send(b"".join(packets(f"{number}\r\n" + LONG))).close()
-        # Longer than a sender may be silent.
-        time.sleep(1.2)
-        process.send_signal(signal.SIGCONT)
-        reports = sorted((self.kept(process) for _ in range(21)), key=len)
-        self.assertEqual(reports[0], HEADER + "x" * 300 + "\n")
-        self.assertTrue(all(report.endswith(LONG.replace("\r", "")) for report in reports[1:]))
+        for _ in range(20):
+            self.send(b"".join(packets(LONG))).close()
+        reports = sorted((self.kept(process) for _ in range(22)), key=lambda text: (len(text), text))
+        text = LONG.replace("\r", "")
+        self.assertEqual(reports, [HEADER + "x" * 300 + "\n", HEADER + "y" * 300 + "\n", *[HEADER + text] * 20])
 
     def testFailures(self):
         process = self.collect(prepare=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (0, 0)))
         self.send(*packets(), *packets()).close()
         line = f"cannot keep a report in {self.crashes}: the disk is full or failing, or may not be written"
         readUntil(process.stderr, 2 * f"quelto-collector: {line}\n".encode())
-        process.terminate()
-        self.assertEqual(process.wait(LIMIT), 0)
+        self.end(process)
         process = self.collect()
         process.stdout.close()
         self.send(*packets(), *packets())
