@@ -9,8 +9,7 @@
 #include "platform/call_stack/call_stack_signal.h"
 #include "platform/signals/alternate_stack.h"
 #include "platform/signals/disposition_signal.h"
-#include "platform/signals/leave.h"
-#include "platform/signals/signals.h"
+#include "platform/signals/leave_signal.h"
 #include "platform/signals/system_calls_signal.h"
 
 namespace quelto::crash {
@@ -19,6 +18,7 @@ namespace {
 /// At most; a report of that size takes three seconds to send.
 constexpr std::size_t maximumReportLength = std::size_t{64} << 10;
 constexpr std::size_t maximumEntries = 128;
+constexpr std::string_view lineEnd = "\r\n";
 
 /// What ends a process by default and comes from outside, as when svn is done with its tunnel or a terminal
 /// hangs up.
@@ -36,9 +36,9 @@ bool isOwnFault(const siginfo_t& info) {
 }
 
 /// A signal while a report is made already.
-void handleSecondSignal(int thread, const siginfo_t& info) {
-  if (thread != reportingThread.load()) platform::waitForProcessEnd();
-  if (!isOwnFault(info)) return;
+void handleSecondSignal(int /*signal*/, siginfo_t* info, void* /*context*/) noexcept {
+  if (platform::threadNumber() != reportingThread.load()) platform::waitForProcessEnd();
+  if (!isOwnFault(*info)) return;
   platform::abandonWalk();
   platform::leave(reportedSignal.load());
 }
@@ -48,16 +48,20 @@ void writeReport(void* context) {
   const std::size_t count = platform::walkCallStack(entries, context);
   for (std::size_t index = 0; index < count; ++index) {
     const platform::StackLine line = platform::stackLine(index, entries[index]);
+    const std::size_t whole = report.size();
     if (const auto reduced = CrashHandler::classAndMethodForStackSymbol(line, false)) {
       report.append(reduced->className).append(' ').append(reduced->method);
     } else {
       report.append(line);
     }
-    report.append("\r\n");
+    if (report.room() < lineEnd.size()) return report.shorten(whole);
+    report.append(lineEnd);
   }
 }
 
 void complete() {
+  // One more from outside would otherwise take its default action before the end.
+  platform::blockSignals();
   platform::resetSignals(CrashHandler::signals);
   platform::leave(reportedSignal.load());
 }
@@ -108,14 +112,15 @@ void CrashHandler::setup(CallBack callBack) {
 }
 
 void CrashHandler::signalHandler(int signal, siginfo_t* info, void* context) noexcept {
-  const int thread = platform::threadNumber();
-  if (int none = 0; !reportingThread.compare_exchange_strong(none, thread)) {
-    handleSecondSignal(thread, *info);
+  if (int none = 0; !reportingThread.compare_exchange_strong(none, platform::threadNumber())) {
+    handleSecondSignal(signal, info, context);
     return;
   }
   reportedSignal = signal;
   const CallBack callBack = crashCallBack.load();
   if (callBack == nullptr) endByDefault(signal);
+  platform::leaveFromThisThreadOnly();
+  platform::routeFaults(platform::faultSignals, handleSecondSignal);
   platform::ignoreSignals(endingSignals);
   const DateText date = crashDate(localMoment());
   writeReport(context);

@@ -10,7 +10,7 @@
 #include "launcher/user_name_flow.h"
 #include "platform/children/caller_watch.h"
 #include "platform/files/standard_streams.h"
-#include "platform/signals/leave.h"
+#include "platform/signals/leave_signal.h"
 #include "platform/signals/signals.h"
 #include "platform/threads/semaphore.h"
 #include "platform/user/environment.h"

@@ -1,7 +1,7 @@
 #include "ui/error_line.h"
 
 #include "platform/files/standard_streams.h"
-#include "platform/signals/leave.h"
+#include "platform/signals/leave_signal.h"
 #include "platform/text/harmless_text.h"
 #include "ui/localized_strings.h"
 

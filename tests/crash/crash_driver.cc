@@ -14,7 +14,8 @@
 #include "launcher/crash_reports.h"
 #include "launcher/program.h"
 #include "platform/secrets/core_dumps.h"
-#include "platform/signals/alternate_stack.h"
+#include "platform/signals/leave_signal.h"
+#include "platform/signals/system_calls_signal.h"
 #include "platform/threads/background.h"
 
 namespace quelto {
@@ -61,6 +62,9 @@ void stayOnStack() { asm volatile("" ::: "memory"); }
   stayOnStack();
 }
 
+/// Lets the main thread leave.
+constinit std::atomic<bool> isReporting = false;
+
 /// What the unwinder needs to find this function's caller.
 [[gnu::noinline]] void damageStack() {
   auto* const frame = static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0));
@@ -68,11 +72,16 @@ void stayOnStack() { asm volatile("" ::: "memory"); }
   (void)*reinterpret_cast<volatile int*>(badAddress);
 }
 
+[[gnu::noinline]] void returnToBadAddress() {
+  static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0))[1] = badAddress - 8;
+}
+
 const std::map<std::string, void (*)()> faults{
     {"read", readBadAddress},           {"overflow", [] { (void)overflowStack(0); }},
     {"abort", [] { std::abort(); }},    {"heap", damageHeap},
     {"illegal", runIllegalInstruction}, {"trap", trap},
     {"call", callBadAddress},           {"stack", damageStack},
+    {"return", returnToBadAddress},
 };
 
 void runOnThreads(const std::string& threads, void (*crash)()) {
@@ -86,7 +95,8 @@ void runOnThreads(const std::string& threads, void (*crash)()) {
       crash();
     });
   }
-  ::pause();
+  isReporting.wait(false);
+  platform::leave(0);
 }
 
 void useHeap(std::string_view report, std::string_view /*date*/, crash::CrashHandler::Completion complete) {
@@ -100,10 +110,26 @@ void crashAgain(std::string_view /*report*/, std::string_view /*date*/,
   readBadAddress();
 }
 
+void damageFile(std::string_view /*report*/, std::string_view /*date*/,
+                crash::CrashHandler::Completion /*complete*/) {
+  (void)::raise(SIGBUS);
+}
+
+/// The worker reports for long enough to let the main thread leave first.
+void reportSlowly(std::string_view /*report*/, std::string_view /*date*/,
+                  crash::CrashHandler::Completion complete) {
+  isReporting = true;
+  isReporting.notify_one();
+  platform::sleepFor(std::chrono::milliseconds(100));
+  complete();
+}
+
 void prepare(const std::string& surroundings) {
   if (surroundings == "guarded") new platform::CoreDumpsOff;
   if (surroundings == "heap") crash::CrashHandler::crashCallBack = useHeap;
   if (surroundings == "again") crash::CrashHandler::crashCallBack = crashAgain;
+  if (surroundings == "bus") crash::CrashHandler::crashCallBack = damageFile;
+  if (surroundings == "leaving") crash::CrashHandler::crashCallBack = reportSlowly;
   if (surroundings == "default") crash::CrashHandler::crashCallBack = nullptr;
   if (surroundings == "allocating") {
     platform::runInBackground([] {

@@ -88,14 +88,15 @@ class Faults(CrashTest):
         collector = self.collect()
         for words, status, function, stderr in (
                 ("heap", 6, "damageHeap()", b"malloc(): invalid size (unsorted)\n"),
-                ("stack", 11, "damageStack()", b"")):
+                ("stack", 11, "damageStack()", b""), ("return", 11, " 0x0 + 0", b"")):
             with self.subTest(words):
                 self.assertEnds(self.crash(words), status, stderr=stderr)
                 self.assertIn(function, readUntil(collector.stdout, function.encode()).decode())
 
     def testTheEndIsSureWithoutAReport(self):
         for words, status, stderr in (
-                ("read main again", 11, b""), ("read main default", -11, b""),
+                ("read main again", 11, b""), ("read main bus", 11, b""), ("read worker leaving", 11, b""),
+                ("read main default", -11, b""),
                 ("read main heap", 99 if NO_HEAP else 11,
                  b"the heap was used in a signal handler\n" if NO_HEAP else b"")):
             with self.subTest(words):
@@ -143,6 +144,14 @@ class Faults(CrashTest):
         connection, _ = listener.accept()
         self.assertEqual(len(connection.recv(256)), 256)
         connection.close()
+        self.assertEnds(process, 11)
+
+    def testSignalsFromOutsideChangeNothing(self):
+        listener = self.listen()
+        process = self.crash("overflow")
+        listener.accept()[0].recv(1)
+        while process.poll() is None:
+            process.send_signal(signal.SIGSEGV)
         self.assertEnds(process, 11)
 
 

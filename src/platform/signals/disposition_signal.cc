@@ -17,9 +17,24 @@ void setAction(std::span<const int> signals, void (*handler)(int)) {
 
 }  // namespace
 
+void routeFaults(std::span<const int> signals, FaultHandler handler) noexcept {
+  struct sigaction action {};
+  action.sa_sigaction = handler;
+  action.sa_flags = SA_RESTART | SA_ONSTACK | SA_SIGINFO;
+  sigfillset(&action.sa_mask);
+  for (const int signal : signals) ::sigaction(signal, &action, nullptr);
+  unblockSignals(signals);
+}
+
 void resetSignals(std::span<const int> signals) noexcept { setAction(signals, SIG_DFL); }
 
 void ignoreSignals(std::span<const int> signals) noexcept { setAction(signals, SIG_IGN); }
+
+void blockSignals() noexcept {
+  sigset_t all;
+  sigfillset(&all);
+  ::pthread_sigmask(SIG_BLOCK, &all, nullptr);
+}
 
 void unblockSignals(std::span<const int> signals) noexcept {
   sigset_t set;

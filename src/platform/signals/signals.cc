@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <ctime>
 
-#include "platform/signals/disposition_signal.h"
-
 namespace quelto::platform {
 namespace {
 
@@ -58,16 +56,6 @@ void routeSignals(std::span<const int> signals, void (*handler)(int)) {
   action.sa_flags = SA_RESTART;
   action.sa_mask = setOf(signals);
   for (const int signal : signals) ::sigaction(signal, &action, nullptr);
-}
-
-void routeFaults(std::span<const int> signals, void (*handler)(int, siginfo_t*, void*)) {
-  struct sigaction action {};
-  action.sa_sigaction = handler;
-  action.sa_flags = SA_RESTART | SA_ONSTACK | SA_SIGINFO | SA_NODEFER;
-  sigfillset(&action.sa_mask);
-  for (const int fault : faultSignals) sigdelset(&action.sa_mask, fault);
-  for (const int signal : signals) ::sigaction(signal, &action, nullptr);
-  unblockSignals(signals);
 }
 
 BlockedSignals::BlockedSignals(std::span<const int> signals) : signals_(setOf(signals)) {

@@ -7,9 +7,6 @@
 
 namespace quelto::platform {
 
-/// Come to the thread that has made the fault, on which they must not be blocked.
-inline constexpr std::array faultSignals{SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS};
-
 /// Records the signal mask and the ignored signals that this process was started with, for its children, and
 /// gives SIGCHLD its default action: inherited as ignored, it would lose us every exit status. To be called
 /// at the start, right after `openMissingStandardStreams`, before any library can change a disposition.
@@ -18,11 +15,6 @@ void rememberSignalsAtStart();
 /// Routes each signal, in the order given, to the handler with the semantics of BSD `signal`: the handler
 /// stays installed and interrupted calls go on. While it runs, all of `signals` are blocked on its thread.
 void routeSignals(std::span<const int> signals, void (*handler)(int));
-
-/// Routes signals of faults to a handler that runs on the thread's `AlternateStack`, if it has one. While it
-/// runs, all other signals are blocked on its thread but a second fault reaches it. Unblocks the signals on
-/// the calling thread, whatever the process was started with.
-void routeFaults(std::span<const int> signals, void (*handler)(int, siginfo_t*, void*));
 
 /// Blocks signals on the calling thread. The destructor unblocks exactly these, even if the process was
 /// started with them blocked: a signal that is routed must arrive.

@@ -7,7 +7,7 @@
 #include <thread>
 
 #include "platform/signals/alternate_stack.h"
-#include "platform/signals/signals.h"
+#include "platform/signals/disposition_signal.h"
 
 namespace quelto::platform {
 namespace {

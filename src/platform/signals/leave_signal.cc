@@ -1,0 +1,25 @@
+#include "platform/signals/leave_signal.h"
+
+#include <unistd.h>
+
+#include <atomic>
+
+#include "platform/signals/system_calls_signal.h"
+
+namespace quelto::platform {
+namespace {
+
+/// The thread that ends the process; 0: whichever comes first.
+constinit std::atomic<int> leavingThread{0};
+
+}  // namespace
+
+void leave(int status) noexcept {
+  const int alone = leavingThread.load();
+  if (alone != 0 && alone != threadNumber()) waitForProcessEnd();
+  ::_exit(status);
+}
+
+void leaveFromThisThreadOnly() noexcept { leavingThread = threadNumber(); }
+
+}  // namespace quelto::platform
