@@ -42,8 +42,9 @@ bool sendWithin(int socket, std::string_view bytes, nanoseconds& timeLeft) noexc
 }
 
 void sleepFor(nanoseconds time) noexcept {
-  timespec left = asTimespec(time);
-  while (::nanosleep(&left, &left) != 0 && errno == EINTR) {
+  // What is left after a signal includes the system's timer slack, and would grow from signal to signal.
+  const timespec end = asTimespec(Clock::now().time_since_epoch() + time);
+  while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
   }
 }
 
