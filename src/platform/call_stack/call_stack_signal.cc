@@ -127,6 +127,8 @@ std::size_t walkCallStack(std::span<StackEntry> entries, void* context) noexcept
     _Unwind_Backtrace(takeFrame, nullptr);
   }
   walk.isUnderWay = false;
+  // The jump left no caller behind, as by a damaged return address.
+  if (walk.wildAddress) addEntry({.address = *walk.wildAddress, .isReturnAddress = false});
   return walk.count;
 }
 
@@ -143,8 +145,9 @@ StackLine stackLine(std::size_t index, const StackEntry& entry) noexcept {
   const bool isKnown = isInImage(inside, &image);
   StackLine line;
   line.appendNumber(index).padTo(imageColumn);
-  const std::string_view path = isKnown ? image.dlfo_link_map->l_name : "???";
-  appendImageName(line, path.empty() ? programFile.name : lastComponent(path));
+  const std::string_view path = isKnown ? image.dlfo_link_map->l_name : "";
+  const std::string_view name = isKnown && path.empty() ? programFile.name.view() : lastComponent(path);
+  appendImageName(line, name.empty() ? "???" : name);
   line.padTo(addressColumn - 1).append(" 0x").appendNumber(entry.address, addressDigits, 16).append(' ');
   const Symbol symbol = isKnown ? symbolIn(image, inside) : Symbol();
   const std::uintptr_t bias = isKnown ? image.dlfo_link_map->l_addr : 0;
