@@ -69,13 +69,21 @@ bool separatesWords(std::string_view text, std::size_t blank) {
          !isOneOf(text[blank + 1], ",>&*)");
 }
 
+/// Whether a conversion begins here, whose name is a type.
+bool isConversion(std::string_view text, std::size_t at) {
+  return text.substr(at).starts_with("operator ") && (at == 0 || !isWordCharacter(text[at - 1]));
+}
+
 void appendShown(SymbolName& out, std::string_view name) {
   Brackets brackets;
+  // Behind it no scope of the function comes: what follows is local to it, or a conversion's type.
+  bool isFunctionNamed = false;
   for (std::size_t at = 0; at < name.size(); ++at) {
+    if (brackets.isOutside() && (name[at] == '(' || isConversion(name, at))) isFunctionNamed = true;
     if (const std::size_t length = operatorLength(name, at)) {
       out.append(name.substr(at, length));
       at += length - 1;
-    } else if (brackets.isOutside() && name.substr(at).starts_with("::")) {
+    } else if (brackets.isOutside() && !isFunctionNamed && name.substr(at).starts_with("::")) {
       out.append('.');
       ++at;
     } else if (name[at] == ' ') {

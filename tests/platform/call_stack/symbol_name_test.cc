@@ -36,7 +36,11 @@ TEST(SymbolName, HasItsScopesJoinedByDots) {
       {"_ZNK6quelto8launcher4Task3allImEESt6vectorIT_SaIS4_EEPKcS4_",
        "quelto.launcher.Task.all<unsigned_long>(char const*, unsigned long) const"},
       {"_ZZN6quelto8launcher4Task2goEvENKUliPKcE_clEiS3_",
-       "quelto.launcher.Task.go().{lambda(int,char_const*)#1}.operator()(int, char const*) const"},
+       "quelto.launcher.Task.go()::{lambda(int,char_const*)#1}::operator()(int, char const*) const"},
+      {"_ZNK6quelto8launcher4TaskcvSt4pairIiiEEv",
+       "quelto.launcher.Task.operator_std::pair<int,int>() const"},
+      {"_ZZNK6quelto8launcher4TaskclEvENKUlvE_clEv",
+       "quelto.launcher.Task.operator()()_const::{lambda()#1}::operator()() const"},
       {"_ZN6quelto8launcher8operatedEv", "quelto.launcher.operated()"},
   };
   for (const auto& row : rows) EXPECT_EQ(_stdlib_demangleName(row.symbol).view(), row.shown) << row.symbol;
