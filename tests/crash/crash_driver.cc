@@ -73,7 +73,8 @@ constinit std::atomic<bool> isReporting = false;
 }
 
 [[gnu::noinline]] void returnToBadAddress() {
-  static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0))[1] = badAddress - 8;
+  auto* const frame = static_cast<volatile std::uintptr_t*>(__builtin_frame_address(0));
+  for (std::size_t at = 1; at < 20; ++at) frame[at] = badAddress - 8;
 }
 
 const std::map<std::string, void (*)()> faults{
@@ -110,11 +111,6 @@ void crashAgain(std::string_view /*report*/, std::string_view /*date*/,
   readBadAddress();
 }
 
-void damageFile(std::string_view /*report*/, std::string_view /*date*/,
-                crash::CrashHandler::Completion /*complete*/) {
-  (void)::raise(SIGBUS);
-}
-
 /// The worker reports for long enough to let the main thread leave first.
 void reportSlowly(std::string_view /*report*/, std::string_view /*date*/,
                   crash::CrashHandler::Completion complete) {
@@ -128,7 +124,8 @@ void prepare(const std::string& surroundings) {
   if (surroundings == "guarded") new platform::CoreDumpsOff;
   if (surroundings == "heap") crash::CrashHandler::crashCallBack = useHeap;
   if (surroundings == "again") crash::CrashHandler::crashCallBack = crashAgain;
-  if (surroundings == "bus") crash::CrashHandler::crashCallBack = damageFile;
+  if (surroundings == "bus")
+    crash::CrashHandler::crashCallBack = [](auto, auto, auto) { (void)::raise(SIGBUS); };
   if (surroundings == "leaving") crash::CrashHandler::crashCallBack = reportSlowly;
   if (surroundings == "default") crash::CrashHandler::crashCallBack = nullptr;
   if (surroundings == "allocating") {

@@ -148,11 +148,14 @@ class Faults(CrashTest):
 
     def testSignalsFromOutsideChangeNothing(self):
         listener = self.listen()
-        process = self.crash("overflow")
-        listener.accept()[0].recv(1)
+        process = self.crash("overflow", "worker")
+        connection, _ = listener.accept()
+        connection.recv(1)
         while process.poll() is None:
+            process.send_signal(signal.SIGTERM)
             process.send_signal(signal.SIGSEGV)
         self.assertEnds(process, 11)
+        self.assertGreater(len(connection.makefile("rb").read()), 10 * 256)
 
 
 class Phases(CrashTest, DialogTest):
