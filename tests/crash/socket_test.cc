@@ -143,7 +143,7 @@ TEST_F(Sockets, AServerTakesThePlaceOfWhatNobodyListensAt) {
       {"a link", ": >file && ln -s file crash", false},
       {"a folder", "mkdir crash", false},
       {"a FIFO", "mkfifo crash", false},
-      {"a file of another user", ": >crash && chown 65534 crash", ::geteuid() != 0},
+      {"a file of another user", ": >crash; chown 65534 crash 2>/dev/null || true", ::geteuid() != 0},
       {"in a folder that others may read", "chmod 755 .", false},
       {"in a folder that is missing", ":", false, "missing/crash"},
       {"behind a link to the folder", "mkdir -m 700 real && ln -s real link", false, "link/crash"},
