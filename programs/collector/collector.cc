@@ -55,8 +55,8 @@ int Collector::run() {
 
 bool Collector::prepare() {
   // A reader that is gone, and a limit on the size of files, are errors of a write.
-  std::signal(SIGPIPE, SIG_IGN);
-  std::signal(SIGXFSZ, SIG_IGN);
+  static_cast<void>(std::signal(SIGPIPE, SIG_IGN));
+  static_cast<void>(std::signal(SIGXFSZ, SIG_IGN));
   allowManyDescriptors();
   stopSignals_ = openStopSignals();
   for (auto& spare : spareDescriptors_) spare = platform::openNullDevice();

@@ -1,6 +1,7 @@
 """The installed tree is complete by itself, wherever it is put."""
 
 import os
+import re
 import subprocess
 
 from surroundings import LIMIT, EndToEndTest
@@ -22,7 +23,11 @@ class Install(EndToEndTest):
         contents = prefix + "/lib/quelto/Contents"
         for name in ("Info.plist", "Resources/quelto-dialog", "Resources/prompt@2x.png", "Resources/warning.png"):
             self.assertTrue(os.path.exists(f"{contents}/{name}"), name)
-        self.assertTrue(os.path.exists(prefix + "/share/man/man1/queltoSSH.1"))
+        for page in ("queltoSSH.1", "quelto-collector.1"):
+            self.assertTrue(os.path.exists(prefix + "/share/man/man1/" + page))
+        with open(prefix + "/lib/systemd/user/quelto-collector.service") as unit:
+            [collector] = re.findall('^ExecStart="(.*)"$', unit.read(), re.MULTILINE)
+        self.assertEqual(self.runTool("--version", program=collector).status, 0)
         # The title of the banner comes in the system's language, not in the one asked for.
         for language in ("de", "fr"):
             self.write(f"{contents}/Resources/{language}.lproj/consts.strings",
