@@ -30,6 +30,14 @@ bool readValue(int file, std::uint64_t offset, Value& value) {
   return readAt(file, offset, {reinterpret_cast<char*>(&value), sizeof value}) == sizeof value;
 }
 
+/// The beginning holds the build id too, which tells one build from the next where their headers are the
+/// same.
+bool isLoadedFrom(int file, const LoadedImage& image) {
+  std::array<char, 1024> beginning{};
+  return readAt(file, 0, beginning) == beginning.size() &&
+         std::memcmp(beginning.data(), image.header, beginning.size()) == 0;
+}
+
 /// The first section of a type; absent when there is none.
 std::optional<Section> sectionOfType(int file, const Header& header, std::uint32_t type) {
   Section section{};
@@ -79,8 +87,7 @@ void readName(int file, std::uint64_t offset, Symbol& symbol) {
 Symbol symbolInFile(int file, const LoadedImage& image, std::uintptr_t address) noexcept {
   Symbol symbol;
   Header header{};
-  if (!readValue(file, 0, header) || header.e_shentsize != sizeof(Section) ||
-      std::memcmp(&header, image.header, sizeof header) != 0) {
+  if (!isLoadedFrom(file, image) || !readValue(file, 0, header) || header.e_shentsize != sizeof(Section)) {
     return symbol;
   }
   auto table = sectionOfType(file, header, SHT_SYMTAB);
