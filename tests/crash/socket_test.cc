@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "crash/socket_server.h"
+#include "platform/files/folder_lock.h"
 #include "platform/run_loop/run_loop.h"
 #include "tests/support/new_process.h"
 #include "tests/support/temporary_folder.h"
@@ -140,6 +141,7 @@ TEST_F(Sockets, AServerTakesThePlaceOfWhatNobodyListensAt) {
       {"a file", ": >crash", true},
       {"what was left by one killed", "python3 -c 'import socket as s; s.socket(s.AF_UNIX).bind(\"crash\")'",
        true},
+      {"a file that may not be written", ": >crash; chmod 400 crash", true},
       {"a link", ": >file && ln -s file crash", false},
       {"a folder", "mkdir crash", false},
       {"a FIFO", "mkfifo crash", false},
@@ -178,6 +180,11 @@ TEST_F(Sockets, AServerLeavesAnothersPlaceAlone) {
   EXPECT_TRUE(client->start());
   // As a person may do by hand.
   inFolder("rm crash");
+  {
+    const platform::FolderLock ofOneThatIsStopped(folder.path());
+    EXPECT_FALSE(second->start());
+    EXPECT_TRUE(second->isTaken());
+  }
   EXPECT_TRUE(second->start());
   EXPECT_FALSE(second->isTaken());
   const std::string ofSecond = listing();
