@@ -121,6 +121,9 @@ TEST_F(Sockets, TellEachStepInItsOrder) {
   EXPECT_EQ(client->descriptor(), -1);
   EXPECT_THAT(callsServed(), ElementsAre("disconnecting", "disconnect", "disconnected", "ended, left 0"));
   EXPECT_THAT(callsLinked(), ElementsAre("linking", "linked", "clients 1"));
+  server->disconnectClient(**server->clients().begin());
+  EXPECT_THAT(callsServed(), ElementsAre("ended, left 0", "disconnecting", "disconnect", "disconnected"));
+  EXPECT_THAT(callsLinked(), ElementsAre("linking", "linked", "clients 1"));
   server->stop();
   EXPECT_FALSE(std::filesystem::exists(path));
   EXPECT_EQ(server->state(), SocketServerStatus::stopped);
@@ -177,6 +180,7 @@ TEST_F(Sockets, AServerLeavesAnothersPlaceAlone) {
   EXPECT_EQ(listing(), before);
   inFolder("ln -s crash link");
   EXPECT_FALSE(SocketClient::make(folder.path("link"))->start());
+  EXPECT_FALSE(SocketClient::make(path + "\0x"s)->start());
   EXPECT_TRUE(client->start());
   // As a person may do by hand.
   inFolder("rm crash");

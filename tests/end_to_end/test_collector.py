@@ -172,6 +172,14 @@ class Collector(EndToEndTest):
         os.chmod(self.crashes, 0o755)
         self.assertEqual(self.runTool(program=COLLECTOR).status, 1)
 
+    def testAReaderThatHasStoppedReadingHoldsNoSignal(self):
+        process = self.collect("--print")
+        for _ in range(4):
+            self.send(*packets(LONG))
+        until(lambda: unreadIn(process.stdout) > 60000)
+        process.terminate()
+        self.assertEqual(process.wait(LIMIT), 0)
+
     def testOptions(self):
         for words, status in (("--help", 0), ("--version", 0), ("--prin", 64), ("--print x", 64)):
             result = self.runTool(*words.split(), program=COLLECTOR)
