@@ -11,7 +11,6 @@
 #include "crash/crash_socket.h"
 #include "platform/files/descriptor_io.h"
 #include "platform/files/descriptors.h"
-#include "platform/files/standard_streams.h"
 #include "platform/run_loop/run_loop.h"
 #include "programs/collector/stop_signals.h"
 #include "util/suite.h"
@@ -26,9 +25,14 @@ using platform::FileError;
 constexpr std::chrono::seconds pauseOfLoop{1};
 constexpr std::chrono::milliseconds timeForTheRest{50};
 
-void say(const std::string& text) {
-  static_cast<void>(platform::writeStandardError("quelto-collector: " + text + "\n"));
+/// A short line. It is lost when the reader has stopped reading, which must not stop us.
+void writeLine(int output, const std::string& line) {
+  pollfd request{.fd = output, .events = POLLOUT, .revents = 0};
+  if (platform::pollUntil({&request, 1}, Deadline(std::chrono::milliseconds(0))))
+    static_cast<void>(platform::writeAll(output, line + "\n"));
 }
+
+void say(const std::string& text) { writeLine(STDERR_FILENO, "quelto-collector: " + text); }
 
 void sayCannotKeep(const ReportStore& store, FileError error) {
   const char* const reason = error == FileError::refused
@@ -69,7 +73,7 @@ bool Collector::prepare() {
   store_ = ReportStore(*folder);
   const auto obstacle = store_.obstacle();
   if (obstacle) sayCannotKeep(store_, *obstacle);
-  // A disk may have room again by the time.
+  // The disk may have room again by then.
   return obstacle != FileError::refused;
 }
 
@@ -123,14 +127,11 @@ void Collector::keep(const std::string& text) {
     sayCannotKeep(store_, path.error());
     return;
   }
-  // Whoever has stopped reading shall not stop us.
-  pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
-  if (platform::pollUntil({&output, 1}, Deadline(std::chrono::milliseconds(0))))
-    static_cast<void>(platform::writeStandardOutput(*path + "\n"));
+  writeLine(STDOUT_FILENO, *path);
 }
 
 void Collector::print(std::string_view text) {
-  while (!text.empty()) {
+  while (!text.empty() && status_ == 0) {
     std::array<pollfd, 2> requests{pollfd{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0},
                                    pollfd{.fd = stopSignals_.get(), .events = POLLIN, .revents = 0}};
     const bool isReady = platform::pollUntil(requests, Deadline::never()) && requests[0].revents != 0;
@@ -142,6 +143,7 @@ void Collector::print(std::string_view text) {
       say("cannot print a report");
       status_ = 1;
       isStopping_ = true;
+      platform::RunLoop::current()->stop();
       return;
     }
     text.remove_prefix(*written);

@@ -22,6 +22,7 @@ SocketServer::~SocketServer() {
 bool SocketServer::start() {
   if (state_ == SocketServerStatus::running) return true;
   state_ = SocketServerStatus::starting;
+  isTaken_ = false;
   if (serverCreate() && serverBind()) {
     sockRef_->addTo(*platform::RunLoop::current());
     state_ = SocketServerStatus::running;
@@ -39,7 +40,6 @@ bool SocketServer::serverCreate() {
 }
 
 bool SocketServer::serverBind() {
-  isTaken_ = false;
   if (!sockRef_) return false;
   const auto claim = file_.claim(*sockRef_);
   isTaken_ = claim == SocketFile::Claim::taken;

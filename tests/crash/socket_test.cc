@@ -9,6 +9,7 @@
 #include <ctime>
 
 #include "crash/socket_server.h"
+#include "platform/files/folder_lock.h"
 #include "platform/run_loop/run_loop.h"
 #include "tests/support/new_process.h"
 #include "tests/support/temporary_folder.h"
@@ -120,6 +121,9 @@ TEST_F(Sockets, TellEachStepInItsOrder) {
   EXPECT_EQ(client->descriptor(), -1);
   EXPECT_THAT(callsServed(), ElementsAre("disconnecting", "disconnect", "disconnected", "ended, left 0"));
   EXPECT_THAT(callsLinked(), ElementsAre("linking", "linked", "clients 1"));
+  server->disconnectClient(**server->clients().begin());
+  EXPECT_THAT(callsServed(), ElementsAre("ended, left 0", "disconnecting", "disconnect", "disconnected"));
+  EXPECT_THAT(callsLinked(), ElementsAre("linking", "linked", "clients 1"));
   server->stop();
   EXPECT_FALSE(std::filesystem::exists(path));
   EXPECT_EQ(server->state(), SocketServerStatus::stopped);
@@ -140,6 +144,7 @@ TEST_F(Sockets, AServerTakesThePlaceOfWhatNobodyListensAt) {
       {"a file", ": >crash", true},
       {"what was left by one killed", "python3 -c 'import socket as s; s.socket(s.AF_UNIX).bind(\"crash\")'",
        true},
+      {"a file that may not be written", ": >crash; chmod 400 crash", true},
       {"a link", ": >file && ln -s file crash", false},
       {"a folder", "mkdir crash", false},
       {"a FIFO", "mkfifo crash", false},
@@ -167,17 +172,25 @@ TEST_F(Sockets, AServerTakesThePlaceOfWhatNobodyListensAt) {
 }
 
 TEST_F(Sockets, AServerLeavesAnothersPlaceAlone) {
+  const auto second = made<SocketServer>(path);
+  // Its file's inode may be the next one's.
+  EXPECT_TRUE(second->start() && second->stop());
   EXPECT_TRUE(server->start());
   const std::string before = listing();
-  const auto second = made<SocketServer>(path);
   EXPECT_FALSE(second->start());
   EXPECT_TRUE(second->isTaken());
   EXPECT_EQ(listing(), before);
   inFolder("ln -s crash link");
   EXPECT_FALSE(SocketClient::make(folder.path("link"))->start());
+  EXPECT_FALSE(SocketClient::make(path + "\0x"s)->start());
   EXPECT_TRUE(client->start());
   // As a person may do by hand.
   inFolder("rm crash");
+  {
+    const platform::FolderLock ofOneThatIsStopped(folder.path());
+    EXPECT_FALSE(second->start());
+    EXPECT_TRUE(second->isTaken());
+  }
   EXPECT_TRUE(second->start());
   EXPECT_FALSE(second->isTaken());
   const std::string ofSecond = listing();

@@ -1,5 +1,6 @@
 """The collector as senders and its user find it."""
 
+import fcntl
 import os
 import re
 import resource
@@ -7,6 +8,7 @@ import select
 import signal
 import socket
 import struct
+import termios
 import time
 
 from surroundings import LIMIT, TOOL, EndToEndTest, readUntil
@@ -30,6 +32,10 @@ def until(condition):
         if time.monotonic() > deadline:
             raise TimeoutError
         time.sleep(0.01)
+
+
+def unreadIn(pipe):
+    return struct.unpack("i", fcntl.ioctl(pipe, termios.FIONREAD, bytes(4)))[0]
 
 
 class Collector(EndToEndTest):
@@ -154,7 +160,10 @@ class Collector(EndToEndTest):
         self.send(*packets(), *packets()).close()
         line = f"cannot keep a report in {self.crashes}: the disk is full or failing, or may not be written"
         readUntil(process.stderr, 2 * f"quelto-collector: {line}\n".encode())
-        self.end(process)
+        self.send(b"".join(packets()[0] for _ in range(2000)))
+        until(lambda: unreadIn(process.stderr) > 60000)  # of the 65,536 bytes that fit
+        process.terminate()
+        self.assertEqual(process.wait(LIMIT), 0)
         process = self.collect()
         process.stdout.close()
         self.send(*packets(), *packets())
@@ -163,13 +172,22 @@ class Collector(EndToEndTest):
         os.chmod(self.crashes, 0o755)
         self.assertEqual(self.runTool(program=COLLECTOR).status, 1)
 
+    def testAReaderThatHasStoppedReadingHoldsNoSignal(self):
+        process = self.collect("--print")
+        for _ in range(4):
+            self.send(*packets(LONG))
+        until(lambda: unreadIn(process.stdout) > 60000)
+        process.terminate()
+        self.assertEqual(process.wait(LIMIT), 0)
+
     def testOptions(self):
         for words, status in (("--help", 0), ("--version", 0), ("--prin", 64), ("--print x", 64)):
             result = self.runTool(*words.split(), program=COLLECTOR)
             self.assertEqual((result.status, bool(result.stdout), bool(result.stderr)), (status, not status, status > 0))
         process = self.collect("--print")
-        self.send(*packets()).close()
-        readUntil(process.stdout, (HEADER + "main\n\n").encode())
+        full = "x" * 227  # Whole at once, so that no deadline of the server's lets the loop return.
+        self.send(*packets(full))
+        readUntil(process.stdout, (HEADER + full + "\n\n").encode())
         process.stdout.close()
-        self.send(*packets()).close()
+        self.send(*packets(full))
         self.assertEqual((process.wait(LIMIT), os.path.exists(self.crashes)), (1, False))

@@ -47,8 +47,8 @@ class RunLoopSocket {
   /// From now on the loop calls back.
   void addTo(RunLoop& loop);
 
-  /// A listener that runs out of descriptors or memory pauses, lets the loop's `runUntil` return and leaves who
-  /// connects waiting, until this is called because there may be some again.
+  /// A listener that runs out of descriptors or memory pauses, and lets the loop's `runUntil` return.
+  /// Connections wait in its queue until this is called, once some may have become free.
   void resumeAccepting();
   [[nodiscard]] bool isPaused() const noexcept { return isPaused_; }
 
@@ -57,7 +57,6 @@ class RunLoopSocket {
 
   /// Ends the callbacks, leaves the loop and closes the descriptor.
   void invalidate();
-  [[nodiscard]] bool isValid() const noexcept { return static_cast<bool>(socket_); }
 
   /// Still owned here; -1 once invalidated.
   [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }

@@ -6,6 +6,7 @@
 #include "platform/files/folder_lock.h"
 #include "platform/files/path_status.h"
 #include "platform/files/private_folder.h"
+#include "platform/threads/deadline.h"
 
 namespace quelto::platform {
 namespace {
@@ -37,7 +38,8 @@ std::optional<SocketFile::Claim> SocketFile::obstacle() const {
   const auto there = statusOf(path_);
   if (!there) return std::nullopt;
   if (!isOurs(*there) || (!S_ISSOCK(there->st_mode) && !S_ISREG(there->st_mode))) return Claim::refused;
-  const auto isTaken = isListening(path_);
+  // Connecting to a file that may not be written is refused, not told from a socket.
+  const auto isTaken = S_ISREG(there->st_mode) ? false : isListening(path_);
   if (!isTaken) return Claim::refused;
   if (*isTaken) return Claim::taken;
   return ::unlink(path_.c_str()) == 0 ? std::nullopt : std::optional(Claim::refused);
@@ -45,7 +47,11 @@ std::optional<SocketFile::Claim> SocketFile::obstacle() const {
 
 SocketFile::Claim SocketFile::claim(RunLoopSocket& socket) {
   if (path_.find('\0') != std::string::npos || !isInPrivateFolder()) return Claim::refused;
-  const FolderLock lock(parentFolder(path_));
+  const Deadline patience(FolderLock::limit);
+  const FolderLock lock(parentFolder(path_), patience);
+  // The server that holds the lock is suspended. Bound but not yet listening, its socket would look
+  // abandoned.
+  if (!lock.isHeld() && patience.isOver()) return Claim::taken;
   if (const auto found = obstacle()) return *found;
   if (!socket.listenAt(path_)) return Claim::refused;
   claimed_ = identity();

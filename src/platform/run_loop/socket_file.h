@@ -16,7 +16,7 @@ class SocketFile {
 
   enum class Claim {
     listening,
-    /// Another socket listens there.
+    /// Another socket listens there, or another server has been claiming the place for seconds.
     taken,
     /// The folder is not ours alone, anything but a socket or a regular file of ours is in the place, the
     /// path cannot be an address, or the system refuses.

@@ -57,6 +57,9 @@ TEST(RunLoop, CallsWhatIsReadyUnlessPausedOrTakenOutInTheSameRound) {
   EXPECT_EQ(last.calls, 2);
   EXPECT_EQ(ready[0]->calls + ready[1]->calls, 1);
   EXPECT_EQ(pausing[0]->calls + pausing[1]->calls, 1);
+  const Ready other(*loop, [&] { loop->stop(); });
+  EXPECT_TRUE(loop->runUntil(Deadline::never()));
+  EXPECT_EQ(last.calls + other.calls, 3) << "after a stop";
 }
 
 }  // namespace
