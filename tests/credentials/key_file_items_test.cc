@@ -14,7 +14,6 @@
 #include "platform/threads/deadline.h"
 #include "securefile/key_file.h"
 #include "tests/support/new_process.h"
-#include "tests/support/ordinary_user.h"
 #include "tests/support/sessions.h"
 
 namespace quelto::securefile {

@@ -51,12 +51,8 @@ keychain::Attributes storedAttributes(keychain::ItemClass itemClass) {
   return item.attributes;
 }
 
-class KeychainItems : public testing::TestWithParam<Session> {
- protected:
-  User user_{GetParam()};
-};
-INSTANTIATE_TEST_SUITE_P(In, KeychainItems, testing::ValuesIn(test::allSessions),
-                         testing::PrintToStringParamName());
+using KeychainItems = test::InSession;
+INSTANTIATE_TEST_SUITE_P(In, KeychainItems, test::everySession, testing::PrintToStringParamName());
 
 TEST_P(KeychainItems, UpdateChangesTheSecretAlone) {
   const SecureNote first{

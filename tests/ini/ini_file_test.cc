@@ -5,7 +5,7 @@
 
 #include <sstream>
 
-#include "tests/support/ordinary_user.h"
+#include "tests/support/new_process.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quelto::ini {

@@ -1,35 +1,185 @@
-#include "keychain/sec_item.h"
-
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <initializer_list>
-#include <set>
 
+#include "keychain/item_place.h"
+#include "keychain/sec_item.h"
+#include "tests/support/process_surroundings.h"
 #include "tests/support/sessions.h"
 
 namespace quelto::keychain {
 namespace {
 
+using Entry = SecDictionary::Entry;
 using test::Session;
 using test::User;
-using Entry = SecDictionary::Entry;
-
-SecData asData(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
 
 const Entry generic{kSecClass, kSecClassGenericPassword};
 const Entry internet{kSecClass, kSecClassInternetPassword};
+const Entry one{kSecMatchLimit, kSecMatchLimitOne};
+
+SecData asData(std::string_view bytes) { return std::make_shared<const platform::Secret>(bytes); }
 
 OSStatus add(SecDictionary attributes, std::string_view secret = "s3cret") {
   attributes.set(kSecValueData, asData(secret));
   return SecItemAdd(attributes);
 }
 
+/// The secret of the first match, or its status.
+std::string storedSecret() {
+  std::optional<SecValue> result;
+  const OSStatus status = SecItemCopyMatching({generic, {kSecReturnData, kCFBooleanTrue}}, &result);
+  if (status != errSecSuccess) return std::to_string(status);
+  return std::string(std::get<SecData>(*result)->view());
+}
+
+std::string placeOf(const User& user) { return test::contentOf(user.data("keychain-place")); }
+
+/// Finding, updating and deleting an item.
+void expectOfStored(OSStatus status, const char* name) {
+  SCOPED_TRACE(name);
+  EXPECT_EQ(SecItemCopyMatching({generic}, nullptr), status);
+  EXPECT_EQ(SecItemUpdate({generic, one}, {{kSecValueData, asData("x")}}), status);
+  EXPECT_EQ(SecItemDelete({generic, one}), status);
+}
+
+/// The same, and adding one.
+void expectOfEach(OSStatus status, const char* name) {
+  expectOfStored(status, name);
+  EXPECT_EQ(add({generic}), status) << name;
+}
+
+// The first test, since it is about what is loaded.
+TEST(ItemPlace, IsNotEvenLookedForBeforeAnythingWasSaved) {
+  User user(Session::desktop);
+  user.around().lockCollection();
+  expectOfStored(errSecItemNotFound, "a locked keyring");
+  EXPECT_EQ(test::contentOf("/proc/self/maps").find("libquelto_"), std::string::npos)
+      << "no module is needed";
+  EXPECT_FALSE(std::filesystem::exists(user.data()));
+}
+
+TEST(ItemPlace, StaysWhereTheFirstItemWent) {
+  User atDesk(Session::desktop);
+  ASSERT_EQ(add({generic}, "at the desk"), errSecSuccess);
+  atDesk.enter(Session::server);
+  expectOfEach(errSecNotAvailable, "the keyring is out of reach");
+  EXPECT_FALSE(std::filesystem::exists(atDesk.data("keychain.sqlite")));
+  atDesk.enter(Session::desktop);
+  atDesk.around().stopKeyring();
+  expectOfEach(errSecNotAvailable, "no keyring on the bus");
+  atDesk.around().startKeyring();
+  EXPECT_EQ(storedSecret(), "at the desk");
+  atDesk.around().lockCollection();
+  expectOfEach(errSecInteractionNotAllowed, "locked, and nobody to ask");
+}
+
+TEST(ItemPlace, StaysInTheEmbeddedKeychain) {
+  User user(Session::server);
+  ASSERT_EQ(add({generic}, "on the server"), errSecSuccess);
+  user.enter(Session::desktop);
+  EXPECT_EQ(storedSecret(), "on the server");
+  EXPECT_EQ(test::shell("stat -c %a " + user.data() + " " + user.data("keychain-place")).text, "700\n600\n");
+}
+
+TEST(ItemPlace, IsTheEmbeddedKeychainWhereNoKeyringCanBeOpenedAndNoneWhereOneMayBeThere) {
+  using Collection = test::KeyringSurroundings::Collection;
+  const struct {
+    const char* name;
+    std::function<void(User&)> close;
+    bool isSettled = true;
+  } rows[] = {
+      {"locked", [](User& user) { user.around().lockCollection(); }},
+      {"no collection",
+       [](User& user) {
+         user.around().stopKeyring();
+         std::filesystem::remove_all(user.around().path("home/.local/share/keyrings"));
+         user.around().startKeyring(Collection::asItIs);
+       }},
+      {"no keyring", [](User& user) { user.around().stopKeyring(); }},
+      {"one that the bus cannot start",
+       [](User& user) {
+         user.around().stopKeyring();
+         user.around().breakActivation();
+       }},
+      {"no answer",
+       [](User& user) { user.around().set("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nowhere/at/all"); }, false},
+  };
+  for (const auto& row : rows) {
+    User user(Session::desktop);
+    row.close(user);
+    EXPECT_EQ(add({generic}, row.name), row.isSettled ? errSecSuccess : errSecNotAvailable) << row.name;
+    EXPECT_EQ(placeOf(user), row.isSettled ? "embedded\n" : "") << row.name;
+    EXPECT_EQ(std::filesystem::exists(user.data()), row.isSettled) << row.name;
+    EXPECT_EQ(storedSecret(), row.isSettled ? row.name : std::to_string(errSecItemNotFound));
+  }
+}
+
+TEST(ItemPlace, IsSettledForGoodOrNothingIsKept) {
+  const struct {
+    Session session;
+    rlim_t room;
+    /// Once the record is written, another process may rely on it.
+    const char* place;
+  } rows[] = {{Session::desktop, 0, ""}, {Session::server, 0, ""}, {Session::server, 100, "embedded\n"}};
+  for (const auto& [session, room, place] : rows) {
+    const User user(session);
+    {
+      const test::FileSizeLimit limit(room);
+      EXPECT_EQ(add({generic}), errSecIO) << session << room;
+    }
+    EXPECT_EQ(placeOf(user), place) << session << room;
+    EXPECT_EQ(storedSecret(), std::to_string(errSecItemNotFound)) << session << room;
+    EXPECT_EQ(add({generic}), errSecSuccess) << session << room << ": not a duplicate";
+  }
+}
+
+TEST(ItemPlace, IsOneForProcessesThatSettleItAtOnce) {
+  for (int round = 0; round < 10; ++round) {
+    User user(Session::desktop);
+    test::Children children;
+    for (const Session session : test::allSessions) {
+      children.add([&user, session] {
+        user.enter(session);
+        return add({generic, {kSecAttrAccount, testing::PrintToString(session)}}) == errSecSuccess ? 1 : 0;
+      });
+    }
+    const std::vector<int> added = children.exitStatuses();
+    EXPECT_GE(std::ranges::count(added, 1), 1);
+    const auto inKeyring = test::shell("secret-tool search --all class org.quelto.genericPassword");
+    EXPECT_EQ(inKeyring.text.empty(), std::filesystem::exists(user.data("keychain.sqlite")))
+        << "items in one place alone";
+  }
+}
+
+TEST(ItemPlace, DistrustsWhatOthersMayHaveWritten) {
+  const struct {
+    const char* name;
+    /// Run in the folder with the record.
+    const char* command;
+  } rows[] = {
+      {"a record of nothing", "echo elsewhere >keychain-place"},
+      {"an empty record", ": >keychain-place"},
+      {"a record that all may write", "chmod 666 keychain-place"},
+      {"a folder that all may enter", "chmod 755 ."},
+      {"a link in the record's place", "mv keychain-place moved && ln -s moved keychain-place"},
+  };
+  for (const auto& row : rows) {
+    const User user(Session::server);
+    ASSERT_EQ(add({generic}), errSecSuccess);
+    ASSERT_EQ(std::system(("cd " + user.data() + " && " + row.command).c_str()), 0) << row.name;
+    expectOfEach(errSecNotAvailable, row.name);
+  }
+}
+
 TEST(SecItemDictionaries, MalformedOnesAreRefused) {
   const User user(Session::server);
   const Entry someData{kSecValueData, asData("x")};
   const Entry anyKey{kSecClass, kSecClassKey};
-  const Entry one{kSecMatchLimit, kSecMatchLimitOne};
   const SecDictionary good{generic, {kSecAttrAccount, std::string("a")}, one};
   std::optional<SecValue> result;
   const struct {
@@ -63,12 +213,8 @@ TEST(SecItemDictionaries, MalformedOnesAreRefused) {
   EXPECT_FALSE(std::filesystem::exists(user.data()));
 }
 
-class SecItem : public testing::TestWithParam<Session> {
- private:
-  User user_{GetParam()};
-};
-INSTANTIATE_TEST_SUITE_P(In, SecItem, testing::ValuesIn(test::allSessions),
-                         testing::PrintToStringParamName());
+using SecItem = test::InSession;
+INSTANTIATE_TEST_SUITE_P(In, SecItem, test::everySession, testing::PrintToStringParamName());
 
 /// With these attributes: each text is its own name, the number is 0.
 SecDictionary itemWith(const Entry& itemClass, SecDictionaryKey number,
@@ -79,7 +225,6 @@ SecDictionary itemWith(const Entry& itemClass, SecDictionaryKey number,
 }
 
 TEST_P(SecItem, ResultsAreWhatIsAskedFor) {
-  const std::set<SecDictionaryKey> notOfIdentity{kSecAttrLabel, kSecAttrComment, kSecAttrDescription};
   const SecDictionary items[] = {
       itemWith(generic, kSecAttrType,
                {kSecAttrAccount, kSecAttrService, kSecAttrGeneric, kSecAttrLabel, kSecAttrComment,
@@ -108,13 +253,6 @@ TEST_P(SecItem, ResultsAreWhatIsAskedFor) {
     ASSERT_EQ(SecItemCopyMatching(query, &result), errSecSuccess);
     const auto whole = std::get<std::shared_ptr<const SecDictionary>>(*result);
     EXPECT_EQ((*whole->find<SecData>(kSecValueData))->view(), "s3cret");
-
-    for (const auto& [key, value] : item) {
-      if (key == kSecClass) continue;
-      SecDictionary other = item;
-      other.remove(key);
-      EXPECT_EQ(add(other), notOfIdentity.contains(key) ? errSecDuplicateItem : errSecSuccess) << key;
-    }
   }
 }
 

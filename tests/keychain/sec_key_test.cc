@@ -67,12 +67,8 @@ SecKeyRef find(SecConstant keyClass) {
 
 bool writesCoreFiles() { return ::prctl(PR_GET_DUMPABLE, 0UL, 0UL, 0UL, 0UL) == 1; }
 
-class SecKeys : public testing::TestWithParam<Session> {
- protected:
-  User user_{GetParam()};
-};
-INSTANTIATE_TEST_SUITE_P(In, SecKeys, testing::ValuesIn(test::allSessions),
-                         testing::PrintToStringParamName());
+using SecKeys = test::InSession;
+INSTANTIATE_TEST_SUITE_P(In, SecKeys, test::everySession, testing::PrintToStringParamName());
 
 TEST_P(SecKeys, PairIsMadeFoundUsedAndDeleted) {
   OSStatus error = errSecIO;

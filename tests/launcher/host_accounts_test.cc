@@ -36,7 +36,10 @@ Request requestFor(std::string host, std::int64_t port = 0, std::string group = 
 }
 
 HostAccounts accountsOf(const Request& request) {
-  return {request, Program{.mainExecutable = "/usr/bin/env"}};
+  Program program = thisProgram();
+  EXPECT_TRUE(program.mainExecutable->ends_with("/Contents/MacOS/quelto"));
+  program.mainExecutable = "/usr/bin/env";  // one that exists
+  return {request, program};
 }
 
 class HostAccountsTest : public testing::TestWithParam<Store> {

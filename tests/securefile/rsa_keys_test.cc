@@ -86,12 +86,8 @@ std::string plaintextOf(std::string_view source, const SecKeyRef& privateKey) {
   return plaintext ? std::string(plaintext->view()) : "(absent)";
 }
 
-class RSAKeys : public testing::TestWithParam<Session> {
- protected:
-  User user_{GetParam()};
-};
-INSTANTIATE_TEST_SUITE_P(In, RSAKeys, testing::ValuesIn(test::allSessions),
-                         testing::PrintToStringParamName());
+using RSAKeys = test::InSession;
+INSTANTIATE_TEST_SUITE_P(In, RSAKeys, test::everySession, testing::PrintToStringParamName());
 
 TEST_P(RSAKeys, PairIsFoundByWhatItWasMadeWith) {
   EXPECT_EQ(statusOf(publicHalf()), keychain::errSecItemNotFound);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <ostream>
 #include <utility>
@@ -45,5 +47,12 @@ class User {
   std::string bus_;
   bool hasKeyring_ = false;
 };
+
+/// A test that is run once in each kind of session, on the two stores of the keychain.
+class InSession : public testing::TestWithParam<Session> {
+ protected:
+  User user_{GetParam()};
+};
+inline const auto everySession = testing::ValuesIn(allSessions);
 
 }  // namespace quelto::test

@@ -6,7 +6,7 @@
 #include <thread>
 #include <vector>
 
-#include "tests/support/process_surroundings.h"
+#include "tests/support/temporary_folder.h"
 
 namespace quelto::platform {
 namespace {
@@ -93,16 +93,6 @@ TEST(PrivateFolder, PublishesOneFileWholeForItsOwnerOnly) {
   ASSERT_TRUE(content);
   EXPECT_EQ(content->view(), std::string(5000, content->view().front()));
   EXPECT_EQ(namesIn(above.path("kept")), std::vector<std::string>{"name"});
-}
-
-TEST(PrivateFolder, PublishesNothingThatDoesNotFit) {
-  const Surroundings around;
-  const auto folder = PrivateFolder::open(around.path);
-  {
-    const test::FileSizeLimit limit(100);
-    EXPECT_FALSE(folder->publish("other", std::string(101, 'x')));
-  }
-  EXPECT_EQ(namesIn(around.path), std::vector<std::string>{"name"});
 }
 
 }  // namespace

@@ -57,30 +57,6 @@ class ReplaceFileFaults : public testing::Test {
   }
 };
 
-TEST_F(ReplaceFileFaults, LeaveTheOldFileOrTheNew) {
-  const struct {
-    const char* name;
-    std::string fault;
-    int status;
-    const char* content;
-  } rows[] = {
-      {"none", "fsync:delay_enter=1", 0, "new"},
-      {"interrupted", "write:error=EINTR:when=1", 0, "new"},
-      {"disk full", "write:error=ENOSPC", 1, "old"},
-      {"disk fails", "fsync:error=EIO:when=1", 1, "old"},
-      {"disk fails for the folder", "fsync:error=EIO:when=2", 1, "new"},
-      {"folders cannot be synchronised", "fsync:error=EINVAL:when=2", 0, "new"},
-      {"mode cannot be set", "fchmod:error=EPERM", 1, "old"},
-      {"across devices", "rename,renameat,renameat2:error=EXDEV", 1, "old"},
-  };
-  for (const auto& row : rows) {
-    const Traced traced;
-    EXPECT_EQ(traced.run("-o /dev/null -e inject=" + row.fault), row.status) << row.name;
-    EXPECT_EQ(traced.content(), row.content) << row.name;
-    EXPECT_EQ(traced.files(), 1) << row.name;
-  }
-}
-
 /// Each system call from the first that names the file's folder on, as strace counts it: the call's name and
 /// how many of that name there have been.
 std::vector<std::pair<std::string, int>> callsOf(const Traced& traced, const std::string& log) {

@@ -8,10 +8,8 @@
 #include <vector>
 
 #include "platform/files/read_file.h"
-#include "tests/support/ordinary_user.h"
 #include "tests/support/process_surroundings.h"
 #include "tests/support/processes.h"
-#include "tests/support/temporary_folder.h"
 
 namespace quelto::platform {
 namespace {
@@ -88,19 +86,6 @@ TEST(ReplaceFile, LeavesTheOldFileWhereTheNewDoesNotFit) {
     EXPECT_EQ(replaceWithin(size), size == 40) << size;
     EXPECT_EQ(filesIn(folder.path()),
               size == 40 ? "file:600=" + std::string(40, 'n') + " " : "file:644=old ");
-  }
-}
-
-TEST(ReplaceFile, NeedsAFolderThatMayBeWritten) {
-  for (const int mode : {0500, 0700}) {
-    const test::TemporaryFolder folder;
-    const std::string path = folder.write("file", "old");
-    ::chmod(folder.path().c_str(), static_cast<mode_t>(mode));
-    EXPECT_TRUE(test::holdsAsOrdinaryUser(folder.path(), [&] {
-      const bool isReplaced = replaceFile(path, "new", Links::ownFollowed);
-      return isReplaced == (mode == 0700) && readFile(path, limit) == (isReplaced ? "new" : "old");
-    })) << mode;
-    ::chmod(folder.path().c_str(), 0700);
   }
 }
 

@@ -1,13 +1,81 @@
-#include "ini/ini_parser.h"
-
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <sstream>
 
+#include "ini/ini_parser.h"
+#include "ini/ini_writer.h"
 #include "util/lines.h"
 
 namespace quelto::ini {
 namespace {
+
+using LineLen = std::optional<std::int64_t>;
+
+IniValues one(std::string_view section, std::string_view key, std::string_view value) {
+  IniValues values;
+  values[section][key] = value;
+  return values;
+}
+
+TEST(IniText, IsWrittenAsTheFormatSays) {
+  constexpr auto least = std::numeric_limits<std::int64_t>::min();
+  const std::string alphabet = "abcdefghijklmnopqrstuvwxyz";
+  const struct {
+    const char* name;
+    std::string key;
+    std::string value;
+    LineLen lineLen;
+    std::string lines;
+  } rows[] = {
+      {"wrapped", "k", alphabet, 20, "k = \"abcdefghijkl\" ^\n    \"mnopqrstuvwx\" ^\n    \"yz\"\n"},
+      {"fits exactly", "k", alphabet, 30, "k = " + alphabet + "\n"},
+      {"too long by one", "k", alphabet, 29, "k = \"abcdefghijklmnopqrstu\" ^\n    \"vwxyz\"\n"},
+      {"one piece", "k", "abcdefghijkl", 15, "k = \"abcdefg\" ^\n    \"hijkl\"\n"},
+      {"its quotes are too many", "k", " abcdefg", 13, "k = \"abcd\" ^\n    \"efg\"\n"},
+      {"never wrapped", "k", alphabet, std::nullopt, "k = " + alphabet + "\n"},
+      {"room for one character", "key", "abc", 11, "key = abc\n"},
+      {"room for one character", "key", "abcdef", 11,
+       "key = \"a\" ^\n      \"b\" ^\n      \"c\" ^\n      \"d\" ^\n      \"e\" ^\n      \"f\"\n"},
+      {"room for none", "key", "abcdef", 10, "key = abcdef\n"},
+      {"negative", "key", "abcdef", least, "key = abcdef\n"},
+      {"spaces", " k", "v ", std::nullopt, "\" k\" = \"v \"\n"},
+      {"other blanks", "k", "\tv\u00A0", std::nullopt, "k = \tv\u00A0\n"},
+      {"quoted key, wrapped", "k ", alphabet, 30, "\"k \" = \"abcdefghijklmnopqrs\" ^\n       \"tuvwxyz\"\n"},
+      {"blanks at the cuts", "k", "abc   def   ghi", 11, "k = \"abc\" ^\n    \"def\" ^\n    \"ghi\"\n"},
+      {"a piece of blanks", "k", "     \t      abc", 12, "k = \"\" ^\n    \"abc\"\n"},
+      {"nothing but blanks", "k", std::string(30, ' '), 20, "k = \"\"\n"},
+      {"characters, not bytes", "\u00E4", "\u00E4\u00F6\u00FCe\u0301\U0001F1E9\U0001F1EA", 9,
+       "\u00E4 = "
+       "\u00E4\u00F6\u00FCe\u0301\U0001F1E9\U0001F1EA\n"},
+      {"cut between characters", "k", "\u00E4e\u0301\U0001F1E9\U0001F1EA\U0001F1EB\U0001F1F7\u1100\u1161xyz",
+       11,
+       "k = \"\u00E4e\u0301\U0001F1E9\U0001F1EA\" ^\n    \"\U0001F1EB\U0001F1F7\u1100\u1161x\" ^\n    "
+       "\"yz\"\n"},
+      {"a mark on the blank at a cut", "k", "abc \u0301de fghi", 11,
+       "k = \"abc\" ^\n    \"\u0301de\" ^\n    \"fgh\" ^\n    \"i\"\n"},
+      {"nothing", "k", "", 20, "k = \n"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(iniText(one("s", row.key, row.value), row.lineLen, "H"), "# H\n\n[s]\n" + row.lines + "\n")
+        << row.name;
+  }
+  EXPECT_EQ(iniText({}, 20, ""), "");
+  EXPECT_EQ(iniText(one(" a ", "k", "v"), 20, "x\ny"), "# x\ny\n\n[\" a \"]\nk = v\n\n");
+}
+
+TEST(IniText, LongValuesTakeLinearTime) {
+  const std::string words(1'000'000, 'v');
+  const std::string letters = [] {
+    std::string text;
+    for (int count = 0; count < 100'000; ++count) text += "e\u0301 ";
+    return text;
+  }();
+  for (const auto& value : {words, letters + "x"}) {
+    const auto values = one("s", "k", value);
+    EXPECT_GT(iniText(values, 20, "").size(), value.size());
+  }
+}
 
 /// What was read, as "[section]key=value;", with each rejected line before it, as "raw_value:index:line|".
 std::string read(const std::string& text, bool ignoreCase) {

@@ -1,18 +1,21 @@
-#include "platform/resources/bundle_strings.h"
-
 #include <gtest/gtest.h>
 
 #include <map>
 #include <optional>
 #include <vector>
 
+#include "platform/bundle/bundle.h"
+#include "platform/resources/bundle_strings.h"
+#include "platform/resources/info_dictionary.h"
+#include "platform/resources/strings_table.h"
 #include "tests/support/temporary_folder.h"
 
 namespace quelto::platform {
 namespace {
 
-using namespace std::string_literals;
+using Entries = std::map<std::string, std::string>;
 using Names = std::vector<std::string>;
+using namespace std::string_literals;
 
 TEST(BundleStringsTest, AnswersFromTheChosenLanguageOrANamedOne) {
   const test::TemporaryFolder folder;
@@ -78,6 +81,59 @@ TEST(BundleStringsTest, ChoosesTheLanguageByTheEnvironment) {
                                           {"pt_Latn_PT", "pt"},
                                           {"zh_SG", "zh-Hans"}})
     EXPECT_EQ(bestLocalization(folder.path(), Names{language}), nearest) << language;
+}
+
+Entries parse(std::string_view content) {
+  const StringsTable table = parseStringsTable(content);
+  return {table.begin(), table.end()};
+}
+
+TEST(StringsTableTest, ReadsWhatTheFormatAllowsUntilItBreaks) {
+  const std::pair<std::string, Entries> rows[] = {
+      {"", {}},
+      {"/* a */\"k\" /* b */ = // c\n \"v\" ; bare.word=x-1;", {{"k", "v"}, {"bare.word", "x-1"}}},
+      {"\"itself\";'single' = '\"';", {{"itself", "itself"}, {"single", "\""}}},
+      {"\"k\"=\"1\";\"k\"=\"2\";\"\"=\"empty\";", {{"k", "2"}, {"", "empty"}}},
+      {R"("k"="\"\\\n\t\a\101\u00e9\Z\'";)", {{"k", "\"\\\n\t\aA\u00E9Z'"}}},
+      {R"("k"="\UD83D\UDE00\UD83Dx\UDE00\U12g\Ug\0";)", {{"k", "\U0001F600\uFFFDx\uFFFD\u0012gUg"s + '\0'}}},
+      {"\"k\"=\"one \\\n    two\\\r\n\";", {{"k", "one \\\n    two\\\r\n"}}},
+      {"\xEF\xBB\xBF\"\u00FC\" = \"\u65E5\u672C\";", {{"\u00FC", "\u65E5\u672C"}}},
+      {"\xFF\xFEk\0=\0\xE9\0;\0"s + "junk", {}},
+      {"\xFF\xFE\"\0k\0\"\0=\0\"\0\xE9\0\"\0;\0"s, {{"k", "\u00E9"}}},
+      {"\xFE\xFF\0k\0=\0v\0;\0"s, {{"k", "v"}}},
+  };
+  for (const auto& [content, entries] : rows)
+    EXPECT_EQ(parse(content), entries) << testing::PrintToString(content);
+  for (const char* broken : {"\"b\" = \"v\"", "\"b\" \"v\";", "\"b\" = \"v", "\"b\" = \"v\\", "/* no end",
+                             "= \"v\";", "b = {", "\"b\" = \"\xFF\";", "\"b\" = ;", ";"})
+    EXPECT_EQ(parse("a = \"1\"; "s + broken + " c = \"3\""), (Entries{{"a", "1"}})) << broken;
+}
+
+TEST(InfoDictionary, HasTextsOfAListThatCanBeRead) {
+  const test::TemporaryFolder folder;
+  folder.write("app/Contents/Resources/helper", "");
+  folder.write("bin/helper", "");
+  for (const auto& [list, tool, helper] :
+       {std::tuple{"app/Contents/Info.plist", "app/Contents/MacOS/deep/tool",
+                   "app/Contents/Resources/helper"},
+        {"bin/Info.plist", "bin/tool", "bin/helper"}}) {
+    folder.write(
+        list,
+        "<plist version=\"1.0\"><dict><key>CFBundleName</key><string>K\u00F6nig</string>"
+        "<key>CFBundleIdentifier</key><string>a.b.c</string><key>N</key><integer>1</integer></dict></plist>");
+    const Bundle bundle(folder.path(tool));
+    EXPECT_EQ(infoText(bundle, "CFBundleName"), "K\u00F6nig") << tool;
+    EXPECT_EQ(bundleIdentifier(bundle), "a.b.c") << tool;
+    EXPECT_EQ(bundle.pathForResource("helper"), folder.path(helper));
+    for (const char* noText : {"N", "missing"}) EXPECT_EQ(infoText(bundle, noText), std::nullopt);
+  }
+  EXPECT_EQ(bundleIdentifier(Bundle("")), std::nullopt);
+  EXPECT_EQ(Bundle("").pathForResource("etc"), std::nullopt) << "of an unknown executable";
+  for (const char* wrong : {"", "garbage", "<plist><array/></plist>", "<plist><dict><key>CFBundleName</key>",
+                            "bplist00\xD1\x01\x02\xFF\xFF\xFF"}) {
+    folder.write("bin/Info.plist", wrong);
+    EXPECT_EQ(infoText(Bundle(folder.path("bin/tool")), "CFBundleName"), std::nullopt) << wrong;
+  }
 }
 
 }  // namespace
