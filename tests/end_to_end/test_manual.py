@@ -5,7 +5,6 @@ import os
 import re
 
 from dialog_surroundings import NOT_CREATED, DialogTest
-from keyring_surroundings import Keyring
 from surroundings import TOOL, EndToEndTest, SvnTest
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
@@ -71,13 +70,8 @@ class TunnelExample(SvnTest):
 
 class ForgettingExamples(DialogTest):
     def testForgettingAName(self):
-        def addKeyring():
-            keyring = Keyring(self.path("session"), self.home)
-            self.addCleanup(keyring.close)
-            self.environment.update(keyring.environment)
-
         for place, word, prepare in (("embedded", "sqlite3", lambda: None),
-                                     ("secret-service", "secret-tool", addKeyring)):
+                                     ("secret-service", "secret-tool", self.addKeyring)):
             with self.subTest(place):
                 prepare()
                 self.environment["XDG_DATA_HOME"] = self.path(place)

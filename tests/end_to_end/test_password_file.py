@@ -8,7 +8,6 @@ import shutil
 import sqlite3
 import stat
 import subprocess
-import unittest
 
 from dialog_surroundings import DialogTest
 from surroundings import LIMIT, readUntil
@@ -154,7 +153,3 @@ class Faults(PasswordFileTest):
         self.assertEqual(seen, {("old",), ("old", "new")})
         self.assertEqual(self.use("password", "old"), "known")
         self.assertEqual(self.use("add", "next", "s"), "true")
-
-
-if __name__ == "__main__":
-    unittest.main()

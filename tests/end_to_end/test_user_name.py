@@ -8,10 +8,8 @@ import signal
 import sqlite3
 import termios
 import types
-import unittest
 
-from dialog_surroundings import NOT_CREATED, DialogTest, childrenOf, hasEnded, waitUntil
-from keyring_surroundings import Keyring
+from dialog_surroundings import DialogTest, childrenOf, hasEnded, waitUntil
 from surroundings import LIMIT, TOOL, SvnTest, readUntil
 
 HOST = "host.example"
@@ -52,9 +50,6 @@ class UserNameTest(DialogTest):
         self.assertEqual((result.status, result.stdout, result.stderr), (0, b"", b""))
         self.assertEqual(self.names(result), (user, f"{user}@{host}"))
 
-    def assertUnknown(self, **options):
-        self.assertFailed(self.runTool(HOST, "svnserve", "-t", **options), NOT_CREATED["stderr"])
-
     def markerText(self):
         with contextlib.suppress(FileNotFoundError), open(self.marker) as file:
             return file.read()
@@ -62,29 +57,18 @@ class UserNameTest(DialogTest):
 
 
 class Answers(UserNameTest):
-    def testAnswerIsRememberedOrNot(self):
-        for store in KEYCHAIN, FILE:
-            change = {"AUTH_STORE": store}
-            with self.subTest("not remembered", store=store):
-                self.answer("bob\n", "n\n", change=change)
-                self.assertIsNone(self.markerText())
-                self.assertUnknown(change=change)
-            with self.subTest("remembered", store=store):
-                self.answer("\n", "y\n", "\n", "n\n", " dave \n", "\n", change=change)
-                self.assertEqual(self.markerText(), "Username: " + HOST)
-                os.remove(self.marker)
-                self.assertKnown("dave", change=change)
-                self.assertEqual(self.markerText(), "Username: " + HOST)
-                self.assertEqual(os.stat(self.marker).st_mode & 0o7777, 0o600)
-                os.remove(self.marker)
+    def testAnswerIsRemembered(self):
+        self.answer("\n", "y\n", "\n", "n\n", " dave \n", "\n")
+        self.assertEqual(self.markerText(), "Username: " + HOST)
+        os.remove(self.marker)
+        self.assertKnown("dave")
+        self.assertEqual(self.markerText(), "Username: " + HOST)
+        self.assertEqual(os.stat(self.marker).st_mode & 0o7777, 0o600)
 
     def testNameIsUsedAsTyped(self):
-        terminal, slave = self.openTerminal()
-        process = self.askOnTerminal(slave, HOST, "svnserve", program=TOOL, change={"SSH_ORIGINAL": "/bin/echo"})
-        for prompt, keys in (USER, " dave \n"), (REMEMBER, "\n"):
-            readUntil(terminal, prompt.encode())
-            terminal.write(keys.encode())
-        self.assertEndsOnTerminal(process, stdout=f"-l  dave   dave @{HOST} svnserve\n".encode())
+        self.answerOnTerminal((HOST, "svnserve"), ((USER, " dave \n"), (REMEMBER, "\n")),
+                              {"stdout": f"-l  dave   dave @{HOST} svnserve\n".encode()}, program=TOOL,
+                              change={"SSH_ORIGINAL": "/bin/echo"})
 
     def testClearedBoxForgets(self):
         for store in KEYCHAIN, FILE:
@@ -152,28 +136,19 @@ class Questions(UserNameTest):
             database.execute("UPDATE item SET sealed = zeroblob(100)")
         database.close()
 
-    def testLookUpAsks(self):
-        self.answerOnTerminal((HOST, "svnserve"), ((YES_NO, "y\n"), (YES_NO, "y\n"), (USER, "bob\n"), (REMEMBER, "\n")),
-                              SILENT, program=TOOL)
-        self.assertKnown("bob")
-
     def askWhileSshRuns(self, script):
         """Leaves the question of the save on the terminal."""
         ssh = self.program("waiting", script)
         terminal, slave = self.openTerminal()
         process = self.askOnTerminal(slave, HOST, "svnserve", program=TOOL, change={"SSH_ORIGINAL": ssh})
-        for prompt, keys in (YES_NO, "n\n"), (YES_NO, "n\n"), (USER, "bob\n"), (REMEMBER, "\n"):
-            readUntil(terminal, prompt.encode())
-            terminal.write(keys.encode())
+        self.typeAnswers(terminal, ((YES_NO, "n\n"), (YES_NO, "n\n"), (USER, "bob\n"), (REMEMBER, "\n")))
         readUntil(terminal, YES_NO.encode())
         return process, terminal
 
     def testSaveAsksWhileSshRuns(self):
         process, terminal = self.askWhileSshRuns(f"until [ -e {self.path('go')} ]; do sleep .01; done; exit 7")
         terminal.write(b"y\n")
-        readUntil(terminal, YES_NO.encode())
-        terminal.write(b"y\n")
-        readUntil(terminal, b"\n")
+        self.typeAnswers(terminal, ((YES_NO, "y\n"), ("\n", "")))
         open(self.path("go"), "w").close()
         self.assertEndsOnTerminal(process, status=7)
         self.assertKnown("bob")
@@ -195,36 +170,32 @@ class Questions(UserNameTest):
 class Keyrings(UserNameTest):
     def setUp(self):
         super().setUp()
-        self.keyring = Keyring(self.path("session"), self.home)
-        self.addCleanup(self.keyring.close)
-        self.environment.update(self.keyring.environment)
+        self.keyring = self.addKeyring()
 
     def testHangingKeyringLeadsToTheQuestion(self):
         self.answer("alice\n", "\n")
         self.assertKnown("alice")
-        self.keyring.daemon.send_signal(signal.SIGSTOP)
+        self.keyring.send_signal(signal.SIGSTOP)
         self.answer("bob\n", "\n")
-        self.keyring.daemon.send_signal(signal.SIGCONT)
+        self.keyring.send_signal(signal.SIGCONT)
         # What the exit did not wait for is there whole, or not at all.
         known = self.names(self.runTool(HOST, "svnserve", "-t"))
         self.assertIn(known, [(name, f"{name}@{HOST}") for name in ("alice", "bob")])
 
     def testSignalEndsALookUpAndASave(self):
         self.answer("alice\n", "\n")
-        self.keyring.daemon.send_signal(signal.SIGSTOP)
+        self.keyring.send_signal(signal.SIGSTOP)
         with self.subTest("a look-up"):
             tool = self.start(HOST)
             waitUntil(lambda: len(os.listdir(f"/proc/{tool.pid}/task")) > 1)
             tool.terminate()
             self.assertEnds(tool, status=-signal.SIGTERM)
         with self.subTest("a save"):
-            self.keyring.daemon.send_signal(signal.SIGCONT)
-            ssh = self.program("waiting", f"kill -STOP {self.keyring.daemon.pid}; echo $PPID; exec sleep 100")
+            self.keyring.send_signal(signal.SIGCONT)
+            ssh = self.program("waiting", f"kill -STOP {self.keyring.pid}; echo $PPID; exec sleep 100")
             terminal, slave = self.openTerminal()
             process = self.askOnTerminal(slave, "other.example", program=TOOL, change={"SSH_ORIGINAL": ssh})
-            for prompt, keys in (USER, b"bob\n"), (REMEMBER, b"\n"):
-                readUntil(terminal, prompt.encode())
-                terminal.write(keys)
+            self.typeAnswers(terminal, ((USER, "bob\n"), (REMEMBER, "\n")))
             tool = readUntil(process.stdout, b"\n")
             os.kill(int(tool), signal.SIGTERM)
             self.assertEndsOnTerminal(process, status=signal.SIGTERM)
@@ -262,7 +233,7 @@ class Caller(UserNameTest):
             caller = int(file.read().split()[3])
         readUntil(terminal, USER.encode())
         return types.SimpleNamespace(kill=lambda: os.kill(caller, signal.SIGKILL)), tool, streams, lambda: (
-            terminal.write(b"alice\n"), readUntil(terminal, REMEMBER.encode()), terminal.write(b"n\n"))
+            terminal.write(b"alice\n"), self.typeAnswers(terminal, ((REMEMBER, "n\n"),)))
 
     def testToolEndsWithItsCallerAndStreams(self):
         for kind in "window", "terminal":
@@ -322,16 +293,12 @@ class Caller(UserNameTest):
         self.assertTrue(hasEnded(tool))
 
     def testThreadThatStartedItMayEnd(self):
-        terminal, slave = self.openTerminal()
         code = ("import subprocess, sys, threading\n"
                 "children = []\n"
                 "thread = threading.Thread(target=lambda: children.append(subprocess.Popen(sys.argv[1:])))\n"
                 "thread.start(), thread.join(), sys.exit(children[0].wait())")
-        process = self.askOnTerminal(slave, "-c", code, TOOL, HOST, program="/usr/bin/python3")
-        for prompt, keys in (USER, b"alice\n"), (REMEMBER, b"n\n"):
-            readUntil(terminal, prompt.encode())
-            terminal.write(keys)
-        self.assertEndsOnTerminal(process)
+        self.answerOnTerminal(("-c", code, TOOL, HOST), ((USER, "alice\n"), (REMEMBER, "n\n")), {},
+                              program="/usr/bin/python3")
 
 
 class Svn(UserNameTest, SvnTest):
@@ -348,9 +315,7 @@ class Svn(UserNameTest, SvnTest):
     def svnOnTerminal(self, *words, answers):
         terminal, slave = self.openTerminal()
         process = self.askOnTerminal(slave, *self.common, *words, program="svn")
-        for prompt, keys in zip((USER, REMEMBER), answers):
-            readUntil(terminal, prompt.encode())
-            terminal.write(keys.encode())
+        self.typeAnswers(terminal, zip((USER, REMEMBER), answers))
         readUntil(process.stdout, b"status 0\n")
 
     def svnAlone(self, *words):
@@ -367,12 +332,11 @@ class Svn(UserNameTest, SvnTest):
                 self.environment["AUTH_STORE"] = FILE if name == "file" else KEYCHAIN
                 if name == "keyring":
                     shutil.rmtree(self.home + "/.local")
-                    keyring = Keyring(self.path("session"), self.home)
-                    self.addCleanup(keyring.close)
-                    self.environment.update(keyring.environment)
+                    self.addKeyring()
                 user = self.server.user + "\n"
                 self.svnOnTerminal("checkout", self.url, self.path("not " + name), answers=(user, "n\n"))
                 self.assertIn(b"E02", self.svnAlone("log", self.url).stderr)
+                self.assertIsNone(self.markerText())
                 self.svnOnTerminal("checkout", self.url, self.path(name), answers=(user, "\n"))
                 self.assertRemembered()
                 os.remove(self.marker)
@@ -420,7 +384,3 @@ class Svn(UserNameTest, SvnTest):
                     result = self.svnAlone(*words)
                     self.assertEqual((result.status, result.stderr), (0, b""), words)
                 self.assertTrue(os.path.isdir(copy + "/new"))
-
-
-if __name__ == "__main__":
-    unittest.main()

@@ -4,7 +4,6 @@
 
 #include <sstream>
 
-#include "items/item_texts.h"
 
 namespace quelto::items {
 namespace {
@@ -95,12 +94,6 @@ TEST(ItemRecords, HoldWhatIsPresentForTheKeychainAndEveryKeyAsAnEntryInOrder) {
     EXPECT_EQ(textOf(buildMatchDicton(record)), match);
     EXPECT_EQ(textOf(entryOf(record)), entry);
   }
-}
-
-TEST(ItemTexts, NameTheProgram) {
-  EXPECT_EQ(keychainPrefix(), "Quelto Suite");
-  EXPECT_EQ(appTitle(), "Quelto Suite");
-  EXPECT_EQ(&keychainPrefix(), &keychainPrefix()) << "made once";
 }
 
 }  // namespace

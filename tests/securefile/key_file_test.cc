@@ -17,7 +17,6 @@ namespace {
 
 using platform::Secret;
 using test::inNewProcess;
-using test::Session;
 
 const std::string identify = "org.example";
 
@@ -34,7 +33,7 @@ void damage(const char* keyClass) {
 }
 
 /// A password file, and beside it a text that the pair of before has encrypted.
-class PairSetup : public testing::TestWithParam<Session> {
+class PairSetup : public test::InSession {
  protected:
   [[nodiscard]] std::string file() const { return folder_.path("file"); }
 
@@ -58,11 +57,9 @@ class PairSetup : public testing::TestWithParam<Session> {
     return plaintext && plaintext->view() == "known" ? "old" : "new";
   }
 
-  test::User user_{GetParam()};
   test::TemporaryFolder folder_;
 };
-INSTANTIATE_TEST_SUITE_P(In, PairSetup, testing::ValuesIn(test::allSessions),
-                         testing::PrintToStringParamName());
+INSTANTIATE_TEST_SUITE_P(In, PairSetup, test::everySession, testing::PrintToStringParamName());
 
 TEST_P(PairSetup, TakesMakesOrReplacesThePair) {
   const struct {

@@ -129,11 +129,28 @@ class DialogTest(EndToEndTest):
         self.environment.update(DISPLAY=":" + number, GTK_A11Y="none")
         return server
 
-    def startBeside(self, *words):
-        """Starts a program on the display that ends with the test."""
-        program = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *words], env=self.environment,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    def startBeside(self, *words, **options):
+        """Starts a program that ends with the test, and returns it."""
+        program = subprocess.Popen(["setpriv", "--pdeathsig", "TERM", *words], stdout=subprocess.DEVNULL,
+                                   stderr=subprocess.DEVNULL, **{"env": self.environment, **options})
         self.addCleanup(endService, program)
+        return program
+
+    def addKeyring(self):
+        """Starts a bus with an open keyring, to which the environment leads then, and returns the keyring's daemon."""
+        session = tempfile.mkdtemp(dir=self.folder)
+        variables = {**os.environ, "HOME": self.home, "XDG_RUNTIME_DIR": session, "LANG": "C.UTF-8"}
+        bus, address = startService("dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address=FD",
+                                    env=variables)
+        self.addCleanup(endService, bus)
+        variables["DBUS_SESSION_BUS_ADDRESS"] = address
+        with open(self.write("password", "test")) as password:
+            daemon = self.startBeside("gnome-keyring-daemon", "--foreground", "--components=secrets", "--unlock",
+                                      env=variables, stdin=password)
+        subprocess.run(["gdbus", "wait", "--session", "--timeout", str(LIMIT), "org.freedesktop.secrets"], check=True,
+                       timeout=LIMIT, env=variables)
+        self.environment.update(XDG_RUNTIME_DIR=session, DBUS_SESSION_BUS_ADDRESS=address)
+        return daemon
 
     def xdotool(self, *words):
         return subprocess.run(["xdotool", *words], env=self.environment, stdout=subprocess.PIPE,
@@ -216,11 +233,15 @@ class DialogTest(EndToEndTest):
         """Waits for each prompt and types the answer; returns what the terminal showed."""
         terminal, slave = self.openTerminal()
         process = self.askOnTerminal(slave, *words, **options)
+        shown = self.typeAnswers(terminal, pairs)
+        self.assertEndsOnTerminal(process, **expected)
+        return shown
+
+    def typeAnswers(self, terminal, pairs):
         shown = b""
         for prompt, keys in pairs:
             shown += readUntil(terminal, prompt.encode())
             terminal.write(keys.encode())
-        self.assertEndsOnTerminal(process, **expected)
         return shown.decode()
 
     def assertEndsOnTerminal(self, process, stdout=b"", stderr=b"", status=0, whenEnded=lambda: None):

@@ -96,12 +96,5 @@ TEST(Dates, AreReadStrictly) {
     EXPECT_EQ(fromIsoText(wrong), std::nullopt) << wrong;
 }
 
-TEST(Dates, NowIsTheSystemsTime) {
-  const auto before = std::chrono::floor<seconds>(std::chrono::system_clock::now());
-  const Date date = now();
-  EXPECT_LE(before, date);
-  EXPECT_LE(date, std::chrono::system_clock::now());
-}
-
 }  // namespace
 }  // namespace quelto::util

@@ -10,7 +10,6 @@
 #include "keychain/embedded/failure.h"
 #include "platform/bundle/module.h"
 #include "tests/keychain/embedded/embedded_surroundings.h"
-#include "tests/keychain/item_store_contract.h"
 #include "tests/support/processes.h"
 
 namespace quelto::keychain {

@@ -11,7 +11,7 @@
 #include "keychain/embedded/database.h"
 #include "keychain/embedded/embedded_keychain.h"
 #include "keychain/embedded/schema.h"
-#include "tests/keychain/store_calls.h"
+#include "tests/keychain/item_store_contract.h"
 #include "tests/support/temporary_folder.h"
 
 /// What the tests of the embedded keychain have in common.

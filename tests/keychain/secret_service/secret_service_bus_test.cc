@@ -78,12 +78,6 @@ TEST_F(SecretServiceBus, StartsADaemonThatIsLocked) {
   EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, all(errSecInteractionNotAllowed)));
 }
 
-TEST_F(SecretServiceBus, MayFailToStartTheDaemon) {
-  const KeyringSurroundings around;
-  around.breakActivation();
-  EXPECT_EQ(seenOf("alice"), Seen(KeyringState::notHere, all(errSecNotAvailable)));
-}
-
 TEST_F(SecretService, IsOnTheBusOfTheEnvironmentAndNotWhereOthersCanPutOne) {
   around.set("DBUS_SESSION_BUS_ADDRESS", {});
   ASSERT_EQ(openKeyring(), KeyringState::open);

@@ -15,7 +15,7 @@
 
 #include "keychain/secret_service/secret_service_module.h"
 #include "platform/bundle/module.h"
-#include "tests/keychain/store_calls.h"
+#include "tests/keychain/item_store_contract.h"
 #include "tests/support/keyring_surroundings.h"
 #include "tests/support/process_surroundings.h"
 

@@ -5,7 +5,6 @@
 #include <memory>
 #include <string>
 
-#include "tests/keychain/item_store_contract.h"
 #include "tests/keychain/secret_service/secret_service_calls.h"
 #include "tests/support/temporary_folder.h"
 
