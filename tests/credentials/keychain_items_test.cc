@@ -1,12 +1,13 @@
-#include "credentials/keychain_items.h"
-
 #include <gtest/gtest.h>
 #include <signal.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <functional>
 #include <future>
 
+#include "credentials/auth_store.h"
+#include "credentials/keychain_items.h"
 #include "keychain/item_place.h"
 #include "keychain/sec_item.h"
 #include "tests/support/sessions.h"
@@ -164,6 +165,25 @@ TEST(KeychainOutOfReach, StoresAndFindsNothing) {
   EXPECT_LT(addition.get(), seconds(10));
   EXPECT_GT(std::chrono::abs(one.get() - other.get()), seconds(2)) << "one account is looked up at a time";
   user.around().keyring().signal(SIGCONT);
+}
+
+TEST(AuthStore, FollowsTheEnvironmentAtEachCall) {
+  const struct {
+    const char* value;
+    AuthStore store;
+  } rows[] = {{"1", AuthStore::secureFile},   {"+1", AuthStore::secureFile},
+              {"01", AuthStore::secureFile},  {"", AuthStore::keychain},
+              {"0", AuthStore::keychain},     {"2", AuthStore::keychain},
+              {"-1", AuthStore::keychain},    {" 1", AuthStore::keychain},
+              {"1 ", AuthStore::keychain},    {"true", AuthStore::keychain},
+              {"1x", AuthStore::keychain},    {"18446744073709551617", AuthStore::keychain},
+              {"\u0661", AuthStore::keychain}};
+  for (const auto& [value, store] : rows) {
+    ::setenv("AUTH_STORE", value, 1);
+    EXPECT_EQ(getStore(), store) << value;
+  }
+  ::unsetenv("AUTH_STORE");
+  EXPECT_EQ(getStore(), AuthStore::keychain);
 }
 
 }  // namespace

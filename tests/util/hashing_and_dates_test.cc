@@ -1,8 +1,9 @@
-#include "util/dates.h"
-
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+
+#include "util/dates.h"
+#include "util/hashing.h"
 
 namespace quelto::util {
 namespace {
@@ -94,6 +95,23 @@ TEST(Dates, AreReadStrictly) {
   for (const std::string& wrong : {std::string(), day + time + "Z" + '\0',
                                    std::string("2024-01-02T03:04:05Z"), std::string("2016-12-31 23:59:60 Z")})
     EXPECT_EQ(fromIsoText(wrong), std::nullopt) << wrong;
+}
+
+TEST(Hashing, TextsHave44Characters) {
+  const std::string none(44, '-');
+  const struct {
+    std::string_view text;
+    std::string_view hash;
+    Sha256Text form{};
+  } rows[] = {
+      {"", "47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU="},
+      {"", "47DEQpj8HBSa-_TImW-5JCeuQeRkm5NMpJWZG3hSuFU,", {.secure = true}},
+      {{"a\0b", 3}, "WbJxrhu8sdMdQZKYF/Sxb7Q5608xUgta0dXOmJIKcTg="},
+      {"Gr\u00FCn", "mVIj31TGe2M9kghF9cgjVuDJ5yoskbOPry6A9aX/XaU="},
+      {"Gr\xFCn", none},
+      {"\xED\xA0\x80", none, {.secure = true}},
+  };
+  for (const auto& [text, hash, form] : rows) EXPECT_EQ(sha256base64(text, form), hash);
 }
 
 }  // namespace
