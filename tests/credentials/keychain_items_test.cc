@@ -8,7 +8,6 @@
 
 #include "credentials/auth_store.h"
 #include "credentials/keychain_items.h"
-#include "keychain/item_place.h"
 #include "keychain/sec_item.h"
 #include "tests/support/sessions.h"
 
@@ -28,28 +27,14 @@ using test::User;
 const std::vector<keychain::SecDictionaryKey> textsOfItems{keychain::kSecAttrLabel, keychain::kSecAttrComment,
                                                            keychain::kSecAttrDescription};
 
-bool add(SecPasswordStruct settings, std::string_view password, std::vector<std::string> paths = {}) {
-  return addSecItem({.settings = std::move(settings),
-                     .password = Secret(password),
-                     .accessName = "Quelto Keychain item",
-                     .trustedAppPaths = std::move(paths),
-                     .findIgnores = textsOfItems});
+bool add(SecPasswordStruct settings, std::string_view password) {
+  return addSecItem(
+      {.settings = std::move(settings), .password = Secret(password), .findIgnores = textsOfItems});
 }
 
 std::string passwordOf(const SecPasswordStruct& match) {
   const auto password = loadSecItemPassword(match);
   return password ? std::string(password->view()) : "(absent)";
-}
-
-/// What is stored of the first match, its access list included.
-keychain::Attributes storedAttributes(keychain::ItemClass itemClass) {
-  using keychain::ItemStore;
-  keychain::Item item;
-  const auto placed = keychain::settledStore();
-  EXPECT_EQ(placed.status, keychain::errSecSuccess);
-  EXPECT_EQ(placed.store->find({.itemClass = itemClass, .attributes = {}}, ItemStore::Want::attributes, item),
-            keychain::errSecSuccess);
-  return item.attributes;
 }
 
 using KeychainItems = test::InSession;
@@ -66,7 +51,6 @@ TEST_P(KeychainItems, UpdateChangesTheSecretAlone) {
   EXPECT_EQ(passwordOf(match), "ben");
   EXPECT_EQ(passwordOf(first), "ben");
   EXPECT_EQ(passwordOf(second), "(absent)");
-  EXPECT_EQ(storedAttributes(keychain::ItemClass::genericPassword).at("label"), "first label");
 }
 
 TEST_P(KeychainItems, LabelThatIsNotIgnoredMakesAnotherItem) {
@@ -74,11 +58,7 @@ TEST_P(KeychainItems, LabelThatIsNotIgnoredMakesAnotherItem) {
   const SecureNote note{.account = "h", .generic = "group", .label = "one"};
   const SecureNote other{.account = "h", .generic = "group", .label = "two"};
   ASSERT_TRUE(add(note, "ann"));
-  EXPECT_FALSE(addSecItem({.settings = other,
-                           .password = Secret("ben"),
-                           .accessName = "",
-                           .trustedAppPaths = {},
-                           .findIgnores = {}}));
+  EXPECT_FALSE(addSecItem({.settings = other, .password = Secret("ben")}));
   EXPECT_EQ(passwordOf(note), "ann");
 }
 
@@ -122,18 +102,6 @@ TEST_P(KeychainItems, EveryMatchIsDeleted) {
   deleteSecItem(SecureNote{.account = "h"});
   EXPECT_EQ(passwordOf(SecureNote{.account = "h"}), "(absent)");
   EXPECT_EQ(passwordOf(SecureNote{.account = "elsewhere"}), "stays");
-}
-
-TEST_P(KeychainItems, AccessListNamesTheProgramsThatExist) {
-  ASSERT_TRUE(add(InternetPassword{.server = "h"}, "x",
-                  {"/nowhere", "/bin/sh", std::string("/bin\0/sh", 8), "/usr/bin/env"}));
-  const auto listed = storedAttributes(keychain::ItemClass::internetPassword);
-  EXPECT_EQ(listed.at("access_name"), "Quelto Keychain item");
-  EXPECT_EQ(listed.at("access_path_1"), "/bin/sh");
-  EXPECT_EQ(listed.at("access_path_2"), "/usr/bin/env");
-  EXPECT_FALSE(listed.contains("access_path_3"));
-  ASSERT_TRUE(add(SecureNote{.account = "h"}, "x", {"/nowhere"}));
-  EXPECT_FALSE(storedAttributes(keychain::ItemClass::genericPassword).contains("access_name"));
 }
 
 TEST(KeychainOutOfReach, StoresAndFindsNothing) {

@@ -63,12 +63,6 @@ class Questions(PasswordFileTest):
                     self.assertEqual(re.findall(f"{UNREADABLE}|{NEW_PAIR}", shown), [UNREADABLE, NEW_PAIR][:len(keys)])
                     self.assertEqual(self.names(), left)
 
-    def testKeychainOutOfReach(self):
-        os.chmod(self.data, 0o755)
-        self.answerOnTerminal(("worker", "add", "new", "s"), ((" [y/n] ", "y\n"),), FALSE, program=DRIVER)
-        os.chmod(self.data, 0o700)
-        self.assertEqual(self.use("password", "old"), "known", "a yes that cannot be carried out destroys nothing")
-
     def testKeychainThatAnswersAgain(self):
         os.chmod(self.data, 0o755)
         terminal, slave = self.openTerminal()

@@ -135,8 +135,9 @@ TEST_P(RSAKeys, NewPairTakesThePlaceOfAllOthers) {
 
 TEST(RSAKeyAttributes, AreThoseOfThePairAndOfTheHalf) {
   const User user(Session::server);
-  ASSERT_TRUE(generateRSAKeyPair(newPair(1025, {"/nowhere", "/bin/sh"})));
-  const std::string access = "access_name=Those that may;access_path_1=/bin/sh;";
+  ASSERT_TRUE(
+      generateRSAKeyPair(newPair(1025, {"/nowhere", "/bin/sh", std::string("/bin\0/sh", 8), "/bin/cat"})));
+  const std::string access = "access_name=Those that may;access_path_1=/bin/sh;access_path_2=/bin/cat;";
   EXPECT_THAT(
       takenHalves("private"),
       ElementsAre(access +

@@ -71,11 +71,9 @@ struct PlaceRow {
 
 const PlaceRow placeRows[] = {
     {"folder that the group may enter", "chmod 710 .", "", errSecNotAvailable},
-    {"link to the folder", "mv ../keychain ../k && ln -s k ../keychain", "", errSecNotAvailable},
     {"group-readable database", "chmod 640 keychain.sqlite", "", errSecNotAvailable},
     {"read-only database", "chmod 400 keychain.sqlite", "", errSecNotAvailable},
     {"link to the database", "mv keychain.sqlite k && ln -s k keychain.sqlite", "", errSecNotAvailable},
-    {"FIFO for a database", "rm keychain.sqlite && mkfifo -m 600 keychain.sqlite", "", errSecNotAvailable},
     {"no database but a key", "rm keychain.[ls]*", "", errSecNotAvailable},
     {"no database but a lock", "rm keychain.s* master.key", "", errSecNotAvailable},
     {"no database but a journal", "rm keychain.sqlite keychain.lock master.key", "", errSecNotAvailable},
@@ -89,11 +87,9 @@ const PlaceRow placeRows[] = {
     {"view for a table", "", "ALTER TABLE item RENAME TO i; CREATE VIEW item AS SELECT * FROM i", errSecIO},
     {"other bytes", "head -c 99999 /dev/zero >keychain.sqlite", "", errSecIO},
     {"group-readable key", "chmod 640 master.key", "", errSecNotAvailable},
-    {"link to the key", "mv master.key k && ln -s k master.key", "", errSecNotAvailable},
     {"no key", "rm master.key", "", errSecAuthFailed},
     {"neither key nor key check", "rm master.key", "DELETE FROM key_check", errSecAuthFailed},
     {"another's key check", "", "UPDATE key_check SET sealed = (SELECT sealed FROM item)", errSecAuthFailed},
-    {"empty key", ": >master.key", "", errSecAuthFailed},
     {"key cut short", "truncate -s 31 master.key", "", errSecAuthFailed},
     {"key with more behind it", "truncate -s 33 master.key", "", errSecAuthFailed},
 };
