@@ -23,12 +23,9 @@ using items::GeneralPassword;
 using items::InternetPassword;
 using items::SecPasswordStruct;
 using items::SecureNote;
-using platform::Secret;
-using test::contentOf;
 using test::exitStatusOf;
 using test::inNewProcess;
 using test::newProcess;
-using test::Session;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 using DeleteAll = KeyFile::DeleteAll;
@@ -36,7 +33,7 @@ using DeleteAll = KeyFile::DeleteAll;
 SecureNote note(const std::string& name) { return {.account = "org", .name = name, .generic = "g"}; }
 
 bool add(const SecPasswordStruct& settings, std::string_view password) {
-  return KeyFile::addSecItem(settings, Secret(password));
+  return KeyFile::addSecItem(settings, platform::Secret(password));
 }
 
 std::string passwordOf(const SecPasswordStruct& match) {
@@ -48,7 +45,7 @@ std::string passwordOf(const SecPasswordStruct& match) {
 class PasswordFile : public test::InSession {
  protected:
   [[nodiscard]] std::string path() const { return folder_.path(".keys"); }
-  [[nodiscard]] std::string content() const { return contentOf(path()); }
+  [[nodiscard]] std::string content() const { return test::contentOf(path()); }
 
   /// The process uses the file of this test.
   void use() const { KeyFile::initSecureKey({.identify = "org.example", .filePath = path()}); }
@@ -98,7 +95,7 @@ TEST_P(PasswordFile, KeepsWhatOneProcessAddsForTheNext) {
 
 /// The form does not depend on where the keys are.
 using PasswordFileText = PasswordFile;
-INSTANTIATE_TEST_SUITE_P(In, PasswordFileText, testing::Values(Session::server),
+INSTANTIATE_TEST_SUITE_P(In, PasswordFileText, testing::Values(test::Session::server),
                          testing::PrintToStringParamName());
 
 /// The file with each secret as "SECRET" and each time as "TIME".

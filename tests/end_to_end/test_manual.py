@@ -3,6 +3,7 @@
 import glob
 import os
 import re
+import shutil
 
 from dialog_surroundings import NOT_CREATED, DialogTest
 from surroundings import TOOL, EndToEndTest, SvnTest
@@ -44,10 +45,13 @@ class Reference(EndToEndTest):
 
 class ListExample(EndToEndTest):
     def testServerInTheList(self):
-        self.runTool("-c", example("sshservers"), program="/bin/sh")
-        self.assertEqual(self.runTool(HOST).record["arguments"],
-                         ["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30", "-C",
-                          "alice@" + HOST])
+        readMe = re.search(r"^    mkdir .+\n(    .+\n)+", textOf(ROOT + "/README.md"), re.MULTILINE)[0]
+        for command in (readMe, example("sshservers")):
+            shutil.rmtree(os.path.dirname(self.list), ignore_errors=True)
+            self.assertEqual(self.runTool("-euc", command, program="/bin/sh").status, 0)
+            self.assertEqual(self.runTool(HOST).record["arguments"],
+                             ["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30", "-C",
+                              "alice@" + HOST])
 
 
 class TunnelExample(SvnTest):

@@ -39,11 +39,6 @@ class PasswordFileTest(DialogTest):
         with open(self.keys) as file:
             return re.findall("^name = (.*)$", file.read(), re.MULTILINE)
 
-    def damageKeys(self):
-        with sqlite3.connect(self.data + "/keychain.sqlite") as database:
-            database.execute("UPDATE item SET sealed = zeroblob(100)")
-        database.close()
-
 
 class Questions(PasswordFileTest):
     def testPairThatCannotBeRead(self):
@@ -57,7 +52,9 @@ class Questions(PasswordFileTest):
                     shutil.rmtree(self.data)
                     os.remove(self.keys)
                     self.use("add", "old", "known")
-                    self.damageKeys()
+                    with sqlite3.connect(self.data + "/keychain.sqlite") as database:
+                        database.execute("UPDATE item SET sealed = zeroblob(100)")
+                    database.close()
                     shown = self.answerOnTerminal((thread, "add", "new", "s"), zip((" [y/n] ",) * 2, keys), expected,
                                                   program=DRIVER)
                     self.assertEqual(re.findall(f"{UNREADABLE}|{NEW_PAIR}", shown), [UNREADABLE, NEW_PAIR][:len(keys)])

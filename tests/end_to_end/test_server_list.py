@@ -1,14 +1,10 @@
 """Which list of servers is read at all, and how its records and the command line together make ssh's arguments."""
 
 import os
-import pathlib
-import re
 import shutil
-import subprocess
 
-from surroundings import LIMIT, EndToEndTest
+from surroundings import EndToEndTest
 
-MANUAL = pathlib.Path(__file__).parents[2] / "README.md"
 RECORD = "host\t2222\tlisted\t/listed/key\t\t-o Listed=yes"
 READ = ["-l", "alice", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "alice@host", "svnserve"]
 NOT_READ = ["-l", "alice", "alice@host", "svnserve"]
@@ -60,13 +56,6 @@ class ServerList(EndToEndTest):
             with self.subTest(name):
                 self.writeList(records)
                 self.assertSshGets(expected, *words, change={"SSH_TUNNEL": tunnel})
-
-    def testCommandOfTheManualAddsAServer(self):
-        command = re.search(r"^    mkdir .+\n(    .+\n)+", MANUAL.read_text(), re.MULTILINE)[0]
-        subprocess.run(["sh", "-euc", command], check=True, timeout=LIMIT,
-                       env={"HOME": self.home, "PATH": "/usr/bin:/bin"})
-        self.assertSshGets(["-l", "alice", "-i", "~/.ssh/svn", "-p", "2222", "-o", "ServerAliveInterval=30",
-                            "-C", "alice@svn.example.org"], "svn.example.org")
 
     def testProgramOfTheRecord(self):
         self.writeList(f"host\t22\tlisted\t\t{self.program('other', 'echo other')}\n")

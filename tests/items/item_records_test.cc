@@ -4,12 +4,10 @@
 
 #include <sstream>
 
-
 namespace quelto::items {
 namespace {
 
 using namespace std::string_literals;
-using keychain::SecConstant;
 
 TEST(FourCharCodes, PackInOppositeOrders) {
   const struct {
@@ -49,7 +47,7 @@ std::string textOf(const keychain::SecDictionary& match) {
     all << key << "=";
     if (const auto* text = std::get_if<std::string>(&value)) all << *text;
     if (const auto* number = std::get_if<std::int64_t>(&value)) all << *number << "#";
-    if (const auto* constant = std::get_if<SecConstant>(&value)) all << constant->name;
+    if (const auto* constant = std::get_if<keychain::SecConstant>(&value)) all << constant->name;
     all << ";";
   }
   return all.str();

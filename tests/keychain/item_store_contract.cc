@@ -84,12 +84,11 @@ TEST_P(ItemStoreContract, FindsTheOldestOfTheItemsThatEqualTheMatch) {
   ASSERT_EQ(add(generic, {{"account", "a"}, {"service", ""}}, "4"), errSecSuccess);
   ASSERT_EQ(add(generic, {{"account", std::string("a\0b", 3)}, {"service", "s"}}, "5"), errSecSuccess);
   ASSERT_EQ(add(internet, {{"account", "a"}, {"server", "h"}}, "6"), errSecSuccess);
-  struct Row {
+  const struct {
     const char* name;
     ItemMatch match;
     std::string secret;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"nothing but the class", {generic, {}}, "1"},
       {"nothing but another class", {internet, {}}, "6"},
       {"a class without items", {key, {}}, notFound},
@@ -108,23 +107,22 @@ TEST_P(ItemStoreContract, FindsTheOldestOfTheItemsThatEqualTheMatch) {
       {"an empty value of a name that no item has", {generic, {{"comment", ""}}}, notFound},
       {"a name that no item has", {generic, {{"account", "a"}, {"comment", "c"}}}, notFound},
   };
-  for (const Row& row : rows) EXPECT_EQ(secretOf(row.match), row.secret) << row.name;
+  for (const auto& row : rows) EXPECT_EQ(secretOf(row.match), row.secret) << row.name;
 }
 
 TEST_P(ItemStoreContract, TellsItemsApartByTheirIdentityAlone) {
-  struct Row {
+  const struct {
     ItemClass itemClass;
     std::vector<std::string> identity;
     std::vector<std::string> others;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {generic, {"account", "service", "generic", "type"}, {"label", "comment", "description"}},
       {internet,
        {"account", "server", "port", "protocol", "path", "authtype", "domain"},
        {"label", "comment", "description", "type"}},
       {key, {"tag", "keyclass", "keytype", "bits"}, {"label", "applabel", "permanent"}},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     ASSERT_EQ(add(row.itemClass, {{row.others[0], "x"}}), errSecSuccess) << "another class";
     for (const std::string& name : row.identity) {
       EXPECT_EQ(add(row.itemClass, {{name, ""}}), errSecDuplicateItem) << name << " empty, not missing";
@@ -139,12 +137,11 @@ TEST_P(ItemStoreContract, TellsItemsApartByTheirIdentityAlone) {
 
 TEST_P(ItemStoreContract, AddsSeveralOrNone) {
   ASSERT_EQ(add(key, {{"tag", "old"}, {"keyclass", "private"}}, "old"), errSecSuccess);
-  struct Row {
+  const struct {
     const char* name;
     std::vector<Attributes> items;
     OSStatus status;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"none", {}, errSecSuccess},
       {"the second is there",
        {{{"tag", "old"}, {"keyclass", "public"}}, {{"tag", "old"}, {"keyclass", "private"}}},
@@ -157,7 +154,7 @@ TEST_P(ItemStoreContract, AddsSeveralOrNone) {
        {{{"tag", "p"}, {"keyclass", "private"}}, {{"tag", "p"}, {"keyclass", "public"}}},
        errSecSuccess},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     std::vector<Item> items;
     std::vector<std::string> before;
     for (const Attributes& attributes : row.items) {

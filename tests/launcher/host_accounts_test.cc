@@ -13,8 +13,6 @@ namespace quelto::launcher {
 namespace {
 
 using items::InternetPassword;
-using items::SecPasswordStruct;
-using items::SecureNote;
 using platform::Secret;
 using securefile::KeyFile;
 using test::inNewProcess;
@@ -53,7 +51,7 @@ class HostAccountsTest : public testing::TestWithParam<Store> {
   }
 
   /// Stores an item as another program of the group may.
-  void add(const SecPasswordStruct& item, const char* password) const {
+  void add(const items::SecPasswordStruct& item, const char* password) const {
     EXPECT_TRUE(isFile() ? KeyFile::addSecItem(item, Secret(password))
                          : credentials::addSecItem({.settings = item, .password = Secret(password)}));
   }
@@ -87,11 +85,11 @@ TEST_P(HostAccountsTest, KeepANoteThatAPersonCanRead) {
   inNewProcess([&] {
     use();
     accountsOf(requestFor("h")).saveAccount("dave");
-    const SecureNote note{.account = "org.quelto.suite",
-                          .name = "h",
-                          .generic = "org.group.ssh_account",
-                          .label = "Quelto Suite - SSH account: h",
-                          .comment = "dave"};
+    const items::SecureNote note{.account = "org.quelto.suite",
+                                 .name = "h",
+                                 .generic = "org.group.ssh_account",
+                                 .label = "Quelto Suite - SSH account: h",
+                                 .comment = "dave"};
     if (isFile()) {
       const auto section = KeyFile::findSecItem(note);
       ASSERT_TRUE(section);

@@ -25,8 +25,6 @@ using test::inNewProcess;
 using test::Session;
 using test::User;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::Not;
 
 const std::string identify = "org.example";
 
@@ -151,7 +149,7 @@ TEST(RSAKeyAttributes, AreThoseOfThePairAndOfTheHalf) {
                           "tag=org.example.publicKey;unwrap=false;verify=true;wrap=true;"));
 
   ASSERT_TRUE(generateRSAKeyPair(newPair(1024, {"/nowhere"})));
-  EXPECT_THAT(takenHalves("private"), ElementsAre(Not(HasSubstr("access_name"))));
+  EXPECT_THAT(takenHalves("private"), ElementsAre(testing::Not(testing::HasSubstr("access_name"))));
 }
 
 TEST(RSAKeyPairOutOfReach, IsNeitherMissingNorReplaced) {

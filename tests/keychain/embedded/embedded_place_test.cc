@@ -61,59 +61,53 @@ std::string withBitFlipped(std::string content, std::size_t byte) {
   return content;
 }
 
-struct PlaceRow {
-  const char* name;
-  /// Run in the keychain's folder.
-  const char* command;
-  const char* sql;
-  OSStatus status;
-};
-
-const PlaceRow placeRows[] = {
-    {"folder that the group may enter", "chmod 710 .", "", errSecNotAvailable},
-    {"group-readable database", "chmod 640 keychain.sqlite", "", errSecNotAvailable},
-    {"read-only database", "chmod 400 keychain.sqlite", "", errSecNotAvailable},
-    {"link to the database", "mv keychain.sqlite k && ln -s k keychain.sqlite", "", errSecNotAvailable},
-    {"no database but a key", "rm keychain.[ls]*", "", errSecNotAvailable},
-    {"no database but a lock", "rm keychain.s* master.key", "", errSecNotAvailable},
-    {"no database but a journal", "rm keychain.sqlite keychain.lock master.key", "", errSecNotAvailable},
-    {"somebody's folder", "chown 65534 .", "", errSecNotAvailable},
-    {"somebody's database", "chown 65534 keychain.sqlite", "", errSecNotAvailable},
-    {"somebody's key", "chown 65534 master.key", "", errSecNotAvailable},
-    {"newer database", "", "PRAGMA user_version = 2; DROP INDEX item_by_main", errSecNotAvailable},
-    {"newer database in WAL", "", "PRAGMA user_version = 2; PRAGMA journal_mode = WAL", errSecNotAvailable},
-    {"database without a version", "", "PRAGMA user_version = 0", errSecIO},
-    {"no item table", "", "DROP TABLE item", errSecIO},
-    {"view for a table", "", "ALTER TABLE item RENAME TO i; CREATE VIEW item AS SELECT * FROM i", errSecIO},
-    {"other bytes", "head -c 99999 /dev/zero >keychain.sqlite", "", errSecIO},
-    {"group-readable key", "chmod 640 master.key", "", errSecNotAvailable},
-    {"no key", "rm master.key", "", errSecAuthFailed},
-    {"neither key nor key check", "rm master.key", "DELETE FROM key_check", errSecAuthFailed},
-    {"another's key check", "", "UPDATE key_check SET sealed = (SELECT sealed FROM item)", errSecAuthFailed},
-    {"key cut short", "truncate -s 31 master.key", "", errSecAuthFailed},
-    {"key with more behind it", "truncate -s 33 master.key", "", errSecAuthFailed},
-};
-
-void expectRefusedAndLeftAlone(const PlaceRow& row) {
-  SCOPED_TRACE(row.name);
-  const KeychainFolder folder;
-  EmbeddedKeychain open(folder.path());
-  ASSERT_EQ(addItem(open, "alice"), errSecSuccess);
-  folder.runSql(row.sql);
-  ASSERT_EQ(
-      std::system(("cd " + folder.path() + " && " + (*row.command != '\0' ? row.command : ":")).c_str()), 0);
-  const std::string before = stateOf(folder.above());
-  EXPECT_EQ(answersOf(open), std::to_string(row.status)) << "opened before";
-  // A slash at the end would follow a link.
-  EmbeddedKeychain later(folder.path() + "/");
-  EXPECT_EQ(answersOf(later), std::to_string(row.status));
-  EXPECT_TRUE(stateOf(folder.above()) == before);
-}
-
 TEST(EmbeddedPlace, IsRefusedAndLeftAloneWhenItIsNotAsItWas) {
-  for (const PlaceRow& row : placeRows) {
-    const bool needsRoot = std::string_view(row.command).starts_with("chown");
-    if (!needsRoot || ::geteuid() == 0) expectRefusedAndLeftAlone(row);
+  const struct {
+    const char* name;
+    /// Run in the keychain's folder.
+    std::string command;
+    const char* sql;
+    OSStatus status;
+  } rows[] = {
+      {"folder that the group may enter", "chmod 710 .", "", errSecNotAvailable},
+      {"group-readable database", "chmod 640 keychain.sqlite", "", errSecNotAvailable},
+      {"read-only database", "chmod 400 keychain.sqlite", "", errSecNotAvailable},
+      {"link to the database", "mv keychain.sqlite k && ln -s k keychain.sqlite", "", errSecNotAvailable},
+      {"no database but a key", "rm keychain.[ls]*", "", errSecNotAvailable},
+      {"no database but a lock", "rm keychain.s* master.key", "", errSecNotAvailable},
+      {"no database but a journal", "rm keychain.sqlite keychain.lock master.key", "", errSecNotAvailable},
+      {"somebody's folder", "chown 65534 .", "", errSecNotAvailable},
+      {"somebody's database", "chown 65534 keychain.sqlite", "", errSecNotAvailable},
+      {"somebody's key", "chown 65534 master.key", "", errSecNotAvailable},
+      {"newer database", "", "PRAGMA user_version = 2; DROP INDEX item_by_main", errSecNotAvailable},
+      {"newer database in WAL", "", "PRAGMA user_version = 2; PRAGMA journal_mode = WAL", errSecNotAvailable},
+      {"database without a version", "", "PRAGMA user_version = 0", errSecIO},
+      {"no item table", "", "DROP TABLE item", errSecIO},
+      {"view for a table", "", "ALTER TABLE item RENAME TO i; CREATE VIEW item AS SELECT * FROM i", errSecIO},
+      {"other bytes", "head -c 99999 /dev/zero >keychain.sqlite", "", errSecIO},
+      {"group-readable key", "chmod 640 master.key", "", errSecNotAvailable},
+      {"no key", "rm master.key", "", errSecAuthFailed},
+      {"neither key nor key check", "rm master.key", "DELETE FROM key_check", errSecAuthFailed},
+      {"another's key check", "", "UPDATE key_check SET sealed = (SELECT sealed FROM item)",
+       errSecAuthFailed},
+      {"key cut short", "truncate -s 31 master.key", "", errSecAuthFailed},
+      {"key with more behind it", "truncate -s 33 master.key", "", errSecAuthFailed},
+  };
+  for (const auto& row : rows) {
+    if (row.command.starts_with("chown") && ::geteuid() != 0) continue;
+    SCOPED_TRACE(row.name);
+    const KeychainFolder folder;
+    EmbeddedKeychain open(folder.path());
+    ASSERT_EQ(addItem(open, "alice"), errSecSuccess);
+    folder.runSql(row.sql);
+    ASSERT_EQ(
+        std::system(("cd " + folder.path() + (row.command.empty() ? "" : " && ") + row.command).c_str()), 0);
+    const std::string before = stateOf(folder.above());
+    EXPECT_EQ(answersOf(open), std::to_string(row.status)) << "opened before";
+    // A slash at the end would follow a link.
+    EmbeddedKeychain later(folder.path() + "/");
+    EXPECT_EQ(answersOf(later), std::to_string(row.status));
+    EXPECT_TRUE(stateOf(folder.above()) == before);
   }
 }
 

@@ -27,7 +27,6 @@ using platform::Secret;
 using platform::UniqueFd;
 using test::addItem;
 using test::addPair;
-using test::countUntilEnd;
 using test::exitStatusOf;
 using test::findItem;
 using test::inChild;
@@ -114,7 +113,7 @@ TEST(EmbeddedProcesses, KeepWholePairsOnlyWhenTheyAreKilledAnywhere) {
         return 1;
       });
       done.writeEnd.reset();
-      added += countUntilEnd(done.readEnd);
+      added += test::countUntilEnd(done.readEnd);
       EXPECT_EQ(exitStatusOf(child), -SIGALRM);
       EmbeddedKeychain store(folder->path());
       for (std::size_t i = 0; i < added; ++i) EXPECT_EQ(makerOf(store, std::to_string(i)), "ann") << round;

@@ -38,19 +38,17 @@ TEST_F(SecretServiceBus, HasToBeThereAndToAnswer) {
   ASSERT_EQ(::bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   ASSERT_EQ(::listen(silent.get(), 16), 0);
   const OwnThreads threads;
-  struct Row {
+  const struct {
     const char* name;
     std::optional<std::string> address;
     KeyringState state;
-  };
-  const Row rows[] = {
-      {"without the service", std::getenv("DBUS_SESSION_BUS_ADDRESS"), KeyringState::notHere},
-      {"no bus", {}, KeyringState::notHere},
-      {"to be launched", "autolaunch:", KeyringState::notHere},
-      {"a dead address", "unix:path=" + around.path("nothing"), KeyringState::noAnswer},
-      {"no address", "disabled:", KeyringState::noAnswer},
-      {"one that never answers", "unix:path=" + around.path("silent"), KeyringState::noAnswer}};
-  for (const Row& row : rows) {
+  } rows[] = {{"without the service", std::getenv("DBUS_SESSION_BUS_ADDRESS"), KeyringState::notHere},
+              {"no bus", {}, KeyringState::notHere},
+              {"to be launched", "autolaunch:", KeyringState::notHere},
+              {"a dead address", "unix:path=" + around.path("nothing"), KeyringState::noAnswer},
+              {"no address", "disabled:", KeyringState::noAnswer},
+              {"one that never answers", "unix:path=" + around.path("silent"), KeyringState::noAnswer}};
+  for (const auto& row : rows) {
     around.set("DBUS_SESSION_BUS_ADDRESS", row.address);
     // Where a bus is when nothing says so.
     if (!row.address) std::filesystem::remove(around.path("run/bus"));
@@ -188,12 +186,11 @@ TEST_F(SecretServicePair, IsAddedWholeOrNotAtAll) {
   const Keys pair{"private of me", "public of me"};
   const OSStatus noAnswer = errSecNotAvailable;
   const OSStatus refused = errSecInteractionNotAllowed;
-  struct Row {
+  const struct {
     const char* answers;
     OSStatus status;
     Keys kept;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"create create", errSecSuccess, pair},
       {"create refuse", errSecIO, {}},
       {"refuse create", errSecIO, {}},
@@ -208,7 +205,7 @@ TEST_F(SecretServicePair, IsAddedWholeOrNotAtAll) {
       {"create late-create", noAnswer, pair},
       {"create late-refuse", noAnswer, {}},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     KeyringSurroundings around;
     around.set("DISPLAY", ":987");
     const Companion keyring(

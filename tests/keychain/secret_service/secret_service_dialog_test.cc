@@ -12,9 +12,7 @@
 namespace quelto::keychain {
 namespace {
 
-using test::isInMemory;
 using test::KeyringSurroundings;
-using test::OwnThreads;
 using test::secretFrom;
 using test::shell;
 using Collection = KeyringSurroundings::Collection;
@@ -84,7 +82,7 @@ TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
   KeyringSurroundings around({.display = true});
   around.startKeyring();
   ASSERT_EQ(addSecret("alice"), errSecSuccess);
-  const OwnThreads threads;
+  const test::OwnThreads threads;
   const struct {
     const char* name;
     std::function<OSStatus()> call;
@@ -92,7 +90,7 @@ TEST_F(SecretServiceDialog, LeavesNoSecretWithAThreadThatWaitsForThePerson) {
   for (const auto& row : rows) {
     around.lockCollection();
     EXPECT_EQ(row.call(), errSecInteractionNotAllowed) << row.name;
-    EXPECT_FALSE(isInMemory(inverse)) << row.name;
+    EXPECT_FALSE(test::isInMemory(inverse)) << row.name;
     EXPECT_TRUE(dialogAppears()) << row.name;
     typeIntoDialog("key Escape");
     EXPECT_TRUE(dialogDisappears()) << row.name;

@@ -11,9 +11,7 @@
 namespace quelto::keychain {
 namespace {
 
-using test::Captured;
 using test::isInMemory;
-using test::secretFrom;
 using test::shell;
 using Want = ItemStore::Want;
 
@@ -25,7 +23,7 @@ TEST_F(SecretService, TouchesNeitherSignalsNorStreamsOfTheProcess) {
   ::signal(SIGPIPE, SIG_DFL);
   std::string printed;
   {
-    const Captured standardOutput(STDOUT_FILENO);
+    const test::Captured standardOutput(STDOUT_FILENO);
     EXPECT_EQ(add("alice"), errSecSuccess);
     EXPECT_EQ(find("alice"), errSecSuccess);
     printed = standardOutput.text();
@@ -40,7 +38,7 @@ TEST_F(SecretService, LeavesNoSecretInFreedMemory) {
   // So long that parts of it outlast what is written into freed memory.
   std::string inverse;
   while (inverse.size() < 10000) inverse += inversePart;
-  ASSERT_EQ(add(matchOf("alice").attributes, secretFrom(inverse)), errSecSuccess);
+  ASSERT_EQ(add(matchOf("alice").attributes, test::secretFrom(inverse)), errSecSuccess);
   {
     Item found;
     ASSERT_EQ(store().find(matchOf("alice"), Want::attributesAndSecret, found), errSecSuccess);

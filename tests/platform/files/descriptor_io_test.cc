@@ -12,8 +12,6 @@
 namespace quelto::platform {
 namespace {
 
-using std::chrono::milliseconds;
-
 /// While it lives, a signal interrupts whatever this process does, a thousand times a second.
 class Interruptions {
  public:
@@ -58,7 +56,7 @@ TEST(DescriptorIo, GoesOnAfterSignals) {
   }
   const Pipe silent = makePipe();
   pollfd request{.fd = silent.readEnd.get(), .events = POLLIN, .revents = 0};
-  const Deadline deadline(milliseconds(20));
+  const Deadline deadline(std::chrono::milliseconds(20));
   EXPECT_FALSE(pollUntil({&request, 1}, deadline));
   EXPECT_TRUE(deadline.isOver()) << "not given up before";
   ASSERT_TRUE(writeAll(silent.writeEnd.get(), "x"));

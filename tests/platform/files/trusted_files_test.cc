@@ -102,18 +102,17 @@ constexpr std::size_t limit = 100;
 TEST(TrustedFile, IsRefusedWhenSomebodyElseCouldHaveWrittenIt) {
   const test::TemporaryFolder folder;
   const std::string path = folder.write("list", "content");
-  struct Row {
+  const struct {
     const char* name;
     mode_t mode;
     uid_t owner;
     bool isRead;
-  };
-  const Row rows[] = {
+  } rows[] = {
       {"private", 0600, ::geteuid(), true},    {"group-writable", 0660, ::geteuid(), true},
       {"readable by all", 0644, 0, true},      {"writable by all", 0606, ::geteuid(), false},
       {"of another user", 0600, 65534, false},
   };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     if (::geteuid() != 0 && row.owner != ::geteuid()) continue;  // only root can give a file away
     ASSERT_EQ(::chown(path.c_str(), row.owner, static_cast<gid_t>(-1)), 0);
     ASSERT_EQ(::chmod(path.c_str(), row.mode), 0);
