@@ -85,6 +85,7 @@ TEST(ItemPlace, StaysInTheEmbeddedKeychain) {
   ASSERT_EQ(add({generic}, "on the server"), errSecSuccess);
   user.enter(Session::desktop);
   EXPECT_EQ(storedSecret(), "on the server");
+  EXPECT_EQ(settledStore().store, settledStore().store) << "one for all threads";
   EXPECT_EQ(test::shell("stat -c %a " + user.data() + " " + user.data("keychain-place")).text, "700\n600\n");
 }
 

@@ -6,9 +6,7 @@
 #include <filesystem>
 #include <iterator>
 
-#include "keychain/embedded/embedded_keychain_module.h"
 #include "keychain/embedded/failure.h"
-#include "platform/bundle/module.h"
 #include "tests/keychain/embedded/embedded_surroundings.h"
 #include "tests/support/processes.h"
 
@@ -23,18 +21,6 @@ using test::findItem;
 using test::KeychainFolder;
 using test::matchOf;
 using test::writeFile;
-
-TEST(EmbeddedModule, OpensOneKeychainForEachFolder) {
-  auto* const open = platform::moduleFunction<decltype(queltoEmbeddedKeychain)>(
-      "libquelto_embedded_keychain.so", "queltoEmbeddedKeychain");
-  ASSERT_NE(open, nullptr);
-  const KeychainFolder one;
-  const KeychainFolder other;
-  EXPECT_EQ(addItem(*open(one.path().c_str()), "alice"), errSecSuccess);
-  EXPECT_EQ(open(one.path().c_str()), open(one.path().c_str()));
-  EXPECT_EQ(findItem(*open(one.path().c_str()), "alice"), errSecSuccess);
-  EXPECT_EQ(findItem(*open(other.path().c_str()), "alice"), errSecItemNotFound);
-}
 
 /// Every path below with its kind, mode and content.
 std::string stateOf(const std::string& folder) {
