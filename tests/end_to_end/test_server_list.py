@@ -41,16 +41,22 @@ class ServerList(EndToEndTest):
 
     def testMerge(self):
         command = ["host", "svnserve", "-t"]
-        full = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", *command]
+        full = ["-l", "cli", "-i", "/cli/key", "-p", "22", "-v", *command]
         listed = ["-l", "listed", "-i", "/listed/key", "-p", "2222", "-o", "Listed=yes", "listed@host",
                   *command[1:]]
-        own = ["-l", "cli", "-i", "/cli/key", "-p", "1", "-v", "cli@host", *command[1:]]
+        own = ["-l", "cli", "-i", "/cli/key", "-p", "22", "-v", "cli@host", *command[1:]]
+        # Others begin like the host, or the host like them.
+        several = ("hos\t1\tnobody\nhost.lan\t1\tnobody\nHost\t0\tbob\t\t\t-4  -v\n"
+                   "host\t2200\tcarol\t/key\nhost\t0\n")
+        common = ["-i", "/key", "-p", "2200", "-4", "", "-v"]
         mixed = ["-l", "me", "-i", "/listed/key", "-p", "99", "-o", "Listed=yes", "me@host"]
         for name, records, tunnel, words, expected in (
                 ("the list overrides", RECORD, None, full, listed),
                 ("the list only fills in", RECORD, " YES ", full, own),
                 ("the destination wins over the list", RECORD, None, ["-l", "cli", "me@host:99"], mixed),
                 ("and over the words", RECORD, "yes", ["-l", "cli", "-p", "1", "me@host:99"], mixed),
+                ("the last record overrides", several, None, ["HOST"], ["-l", "carol", *common, "carol@HOST"]),
+                ("the first record fills in", several, "yes", ["HOST"], ["-l", "bob", *common, "bob@HOST"]),
                 ("a record without a port names 22", "host\t\tlisted", None, ["-p", "1", "host"],
                  ["-l", "listed", "-p", "22", "listed@host"])):
             with self.subTest(name):

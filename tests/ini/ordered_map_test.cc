@@ -46,19 +46,5 @@ TEST(OrderedMap, DoesWhatAListWouldDo) {
   }
 }
 
-TEST(OrderedMap, NamesAreTheSameWhenCanonicallyEquivalent) {
-  Map map;
-  map["e\u0301"] = 1;
-  map["\u00E9"] = 2;
-  map["\u212A"] = 3;  // the Kelvin sign
-  map["K"] = 4;
-  map["\xFF"] = 5;
-  map["\xFE"] = 6;
-  EXPECT_EQ(entriesOf(map), (Model{{"e\u0301", 2}, {"\u212A", 4}, {"\xFF", 5}, {"\xFE", 6}}));
-  EXPECT_TRUE(map.erase("\u00E9"));
-  EXPECT_EQ(map.find("e\u0301"), nullptr);
-  EXPECT_EQ(*map.find("K"), 4);
-}
-
 }  // namespace
 }  // namespace quelto::ini

@@ -90,20 +90,12 @@ TEST(ItemPlace, StaysInTheEmbeddedKeychain) {
 }
 
 TEST(ItemPlace, IsTheEmbeddedKeychainWhereNoKeyringCanBeOpenedAndNoneWhereOneMayBeThere) {
-  using Collection = test::KeyringSurroundings::Collection;
   const struct {
     const char* name;
     std::function<void(User&)> close;
     bool isSettled = true;
   } rows[] = {
       {"locked", [](User& user) { user.around().lockCollection(); }},
-      {"no collection",
-       [](User& user) {
-         user.around().stopKeyring();
-         std::filesystem::remove_all(user.around().path("home/.local/share/keyrings"));
-         user.around().startKeyring(Collection::asItIs);
-       }},
-      {"no keyring", [](User& user) { user.around().stopKeyring(); }},
       {"one that the bus cannot start",
        [](User& user) {
          user.around().stopKeyring();

@@ -136,25 +136,6 @@ TEST(ServerList, SplitsLinesAtEveryLineEnd) {
   EXPECT_EQ(ServerList(longList.substr(2)).size(), 1'000'000U);
 }
 
-auto fieldsOf(const SshSettings& settings) {
-  const auto& [port, username, identify, sshCommand, arguments] = settings;
-  return std::tuple(port, username, identify, sshCommand, arguments);
-}
-
-TEST(MergeServers, AppliesEveryRecordOfTheHost) {
-  const ServerList servers(
-      "hos\t1\tnobody\nhost.lan\t1\tnobody\nhost\t0\tbob\t\t\t-4  -v\nhost\t2200\tcarol\t/key\t/opt/ssh\t\n");
-  const std::vector<std::string> listed{"-4", "", "-v"};
-  const SshSettings given{22, "alice", "/mine", "/found/ssh", {"-C"}};
-  const std::tuple<const char*, SshSettings, ServerMerge, SshSettings> rows[] = {
-      {"nothing is given", {}, ServerMerge::fillIn, {2200, "bob", "/key", "/opt/ssh", listed}},
-      {"all is given, also the port that a record without one has", given, ServerMerge::fillIn, given},
-      {"all is overridden", given, ServerMerge::override_, {2200, "carol", "/key", "/opt/ssh", listed}},
-  };
-  for (const auto& [name, settings, merge, merged] : rows)
-    EXPECT_EQ(fieldsOf(mergeServers(settings, servers, "HOST", merge)), fieldsOf(merged)) << name;
-}
-
 TEST(MergeServers, OnlyYesSelectsFillIn) {
   for (const char* yes : {"yes", " YES ", "\tYes"}) EXPECT_EQ(serverMergeOf(yes), ServerMerge::fillIn) << yes;
   for (const char* no : {"", "true", "1", "yes.", "y", "yes\n"})
