@@ -169,7 +169,7 @@ class Phases(CrashTest, DialogTest):
                 shell = self.program("slow", f"echo >{started}; while echo; do sleep 0.05; done")
                 process = self.start("alice@host", change={"SHELL": shell})
                 waitUntil(lambda path=started: os.path.exists(path))
-                self.assertReported(collector, process, number, "SshLookup ")
+                self.assertReported(collector, process, number, "launcher readRequest(")
 
     def testWhileSshRuns(self):
         collector = self.collect()
