@@ -35,8 +35,12 @@ bool isOwnFault(const siginfo_t& info) {
   return info.si_code > 0 || (info.si_code == SI_TKILL && info.si_pid == ::getpid());
 }
 
+// Before a call that does not return, AddressSanitizer looks at all stacks and allocates: the functions that
+// make one are compiled without it.
+
 /// A signal while a report is made already.
-void handleSecondSignal(int /*signal*/, siginfo_t* info, void* /*context*/) noexcept {
+[[gnu::no_sanitize_address]] void handleSecondSignal(int /*signal*/, siginfo_t* info,
+                                                     void* /*context*/) noexcept {
   if (platform::threadNumber() != reportingThread.load()) platform::waitForProcessEnd();
   if (!isOwnFault(*info)) return;
   platform::abandonWalk();
@@ -59,7 +63,7 @@ void writeReport(void* context) {
   }
 }
 
-void complete() {
+[[gnu::no_sanitize_address]] void complete() {
   // One more from outside would otherwise take its default action before the end.
   platform::blockSignals();
   platform::resetSignals(CrashHandler::signals);
@@ -67,7 +71,7 @@ void complete() {
 }
 
 /// Lets the system end the process as if the signal had no handler.
-[[noreturn]] void endByDefault(int signal) {
+[[noreturn, gnu::no_sanitize_address]] void endByDefault(int signal) {
   platform::resetSignals(CrashHandler::signals);
   platform::unblockSignals(CrashHandler::signals);
   (void)::raise(signal);
