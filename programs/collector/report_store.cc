@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/files/ownership.h"
+#include "platform/files/random_digits.h"
 #include "platform/text/harmless_text.h"
 #include "platform/user/environment.h"
 #include "platform/user/user.h"
@@ -20,6 +21,7 @@
 namespace quelto::collector {
 namespace {
 
+using platform::hexadecimalDigits;
 using platform::PrivateFolder;
 
 /// The form of a name, in which "#" stands for any digit and "*" for any hexadecimal digit.
@@ -30,8 +32,6 @@ constexpr std::string_view temporaryForm =
 /// A process that writes for so long was killed.
 constexpr time_t secondsUntilAbandoned = 3600;
 
-constexpr std::string_view hexadecimalDigits = "0123456789abcdef";
-
 bool hasForm(std::string_view name, std::string_view form) {
   constexpr auto isOneOf = [](std::string_view digits, char character) {
     return digits.find(character) != std::string_view::npos;
@@ -41,18 +41,6 @@ bool hasForm(std::string_view name, std::string_view form) {
     if (expected == '#') return isOneOf(hexadecimalDigits.substr(0, 10), character);
     return character == expected;
   });
-}
-
-/// Sixteen random digits; empty without randomness.
-std::string randomDigits() {
-  std::array<unsigned char, 8> random{};
-  if (::getentropy(random.data(), random.size()) != 0) return "";
-  std::string result;
-  for (const unsigned char byte : random) {
-    result += hexadecimalDigits[byte >> 4U];
-    result += hexadecimalDigits[byte & 15U];
-  }
-  return result;
 }
 
 /// "20260102T030405.006Z"; empty beyond the C library's calendar.
@@ -72,7 +60,7 @@ std::string dateText(std::chrono::system_clock::time_point moment) {
 std::string newName() {
   // SECURITY: with a field of the report in it, whoever sends a report would choose what is written to.
   const std::string name =
-      "crash-" + dateText(std::chrono::system_clock::now()) + "-" + randomDigits() + ".txt";
+      "crash-" + dateText(std::chrono::system_clock::now()) + "-" + platform::randomDigits() + ".txt";
   return hasForm(name, nameForm) ? name : "";
 }
 

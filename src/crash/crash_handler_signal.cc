@@ -24,8 +24,6 @@ constexpr std::string_view lineEnd = "\r\n";
 /// hangs up.
 constexpr std::array endingSignals{SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGUSR1, SIGUSR2};
 
-/// The thread that reports and its signal; 0: none does.
-constinit std::atomic<int> reportingThread{0};
 constinit std::atomic<int> reportedSignal{0};
 constinit platform::FixedText<maximumReportLength> report;
 constinit std::array<platform::StackEntry, maximumEntries> entries{};
@@ -41,7 +39,7 @@ bool isOwnFault(const siginfo_t& info) {
 /// A signal while a report is made already.
 [[gnu::no_sanitize_address]] void handleSecondSignal(int /*signal*/, siginfo_t* info,
                                                      void* /*context*/) noexcept {
-  if (platform::threadNumber() != reportingThread.load()) platform::waitForProcessEnd();
+  if (!platform::isLeavingThread()) platform::waitForProcessEnd();
   if (!isOwnFault(*info)) return;
   platform::abandonWalk();
   platform::leave(reportedSignal.load());
@@ -78,17 +76,6 @@ void writeReport(void* context) {
   platform::leave(signal);
 }
 
-/// A line's or symbol's words, or a name's parts: what is between separators, empty pieces included.
-template <typename Take>
-void forEachPiece(std::string_view text, char separator, Take take) {
-  for (;;) {
-    const std::size_t end = text.find(separator);
-    take(text.substr(0, end));
-    if (end == std::string_view::npos) return;
-    text.remove_prefix(end + 1);
-  }
-}
-
 constexpr std::string_view whitespace = " \t\n\v\f\r";
 
 /// Word number `index` where each run of white space parts two words; absent when there are fewer.
@@ -116,14 +103,13 @@ void CrashHandler::setup(CallBack callBack) {
 }
 
 void CrashHandler::signalHandler(int signal, siginfo_t* info, void* context) noexcept {
-  if (int none = 0; !reportingThread.compare_exchange_strong(none, platform::threadNumber())) {
+  if (!platform::leaveFromThisThreadOnly()) {
     handleSecondSignal(signal, info, context);
     return;
   }
   reportedSignal = signal;
   const CallBack callBack = crashCallBack.load();
   if (callBack == nullptr) endByDefault(signal);
-  platform::leaveFromThisThreadOnly();
   platform::routeFaults(platform::faultSignals, handleSecondSignal);
   platform::ignoreSignals(endingSignals);
   const DateText date = crashDate(localMoment());
@@ -137,20 +123,21 @@ std::optional<ClassAndMethod> CrashHandler::classAndMethodForStackSymbol(
   const auto symbol = wordAt(stackSymbol, symbolIndex);
   if (!symbol) return std::nullopt;
   const platform::SymbolName demangled = platform::_stdlib_demangleName(*symbol);
-  // The last three parts of the first word, the last one first.
-  std::array<std::string_view, 3> last{};
-  std::size_t count = 0;
-  forEachPiece(*wordAt(demangled, 0), '.', [&](std::string_view part) {
-    last = {part, last[0], last[1]};
-    ++count;
-  });
-  if (count < 2) return std::nullopt;
+  const std::string_view name = *wordAt(demangled, 0);
+  const std::size_t methodDot = name.rfind('.');
+  if (methodDot == std::string_view::npos) return std::nullopt;
+  const std::string_view scopes = name.substr(0, methodDot);
+  std::size_t classDot = scopes.rfind('.');
+  // Only where there is one more scope around the parent.
+  if (includeImmediateParentClass && classDot != std::string_view::npos && classDot > 0) {
+    if (const auto parentDot = scopes.rfind('.', classDot - 1); parentDot != std::string_view::npos) {
+      classDot = parentDot;
+    }
+  }
   ClassAndMethod result;
-  constexpr std::size_t fewestWithParent = 4;
-  if (includeImmediateParentClass && count >= fewestWithParent) result.className.append(last[2]).append('.');
-  result.className.append(last[1]);
-  result.method.append(last[0]);
-  if (!last[0].ends_with(')')) result.method.append(')');
+  result.className.append(scopes.substr(classDot + 1));
+  result.method.append(name.substr(methodDot + 1));
+  if (!name.ends_with(')')) result.method.append(')');
   return result;
 }
 

@@ -33,7 +33,6 @@ bool CrashServer::isRunning() const { return server_ && server_->state() == Sock
 
 void CrashServer::stop() {
   if (server_) server_->stop();
-  clients_.clear();
 }
 
 void CrashServer::processData(std::string_view text) const {

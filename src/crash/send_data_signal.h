@@ -19,10 +19,9 @@ namespace quelto::crash {
 
 /// Sends a text, given in pieces, in packets with a pause of 10 ms after each. The descriptor is that of a
 /// connected socket and is borrowed; with -1 nothing is sent, but the pauses are made. An empty text sends
-/// nothing. A text for more than 65,535 packets loses its end, at the border of a character. Sending may take
-/// 5 seconds in all besides the pauses, so that a receiver that hangs does not keep a process that is about
-/// to end: after a failure or beyond that time nothing more is sent, and nobody is told. Raises no SIGPIPE.
-/// Signal-safe.
+/// nothing; what is over `sendableLength` is left out. Sending may take 5 seconds in all besides the pauses,
+/// so that a receiver that hangs does not keep a process that is about to end: after a failure or beyond that
+/// time nothing more is sent, and nobody is told. Raises no SIGPIPE. Signal-safe.
 void sendData(std::span<const std::string_view> pieces, int descriptor) noexcept;
 
 }  // namespace quelto::crash

@@ -10,7 +10,6 @@
 
 #include <array>
 #include <atomic>
-#include <csetjmp>
 #include <optional>
 
 #include "platform/call_stack/elf_symbols_signal.h"
@@ -72,12 +71,6 @@ void returnFromWildJump(ucontext_t& context) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr): the register holds the stack's address
   instruction = *reinterpret_cast<const greg_t*>(stack);
   stack += static_cast<greg_t>(sizeof(greg_t));
-#elif defined(__aarch64__)
-  constexpr int linkRegister = 30;
-  dl_find_object image{};
-  if (isInImage(context.uc_mcontext.pc, &image)) return;
-  walk.wildAddress = context.uc_mcontext.pc;
-  context.uc_mcontext.pc = context.uc_mcontext.regs[linkRegister];
 #else
   (void)context;
 #endif
@@ -114,8 +107,6 @@ void prepareCallStack() {
   std::array<StackEntry, 4> entries{};
   (void)walkCallStack(entries, nullptr);
 }
-
-std::string_view programFileName() noexcept { return programFile.name; }
 
 std::size_t walkCallStack(std::span<StackEntry> entries, void* context) noexcept {
   walk.entries = entries;

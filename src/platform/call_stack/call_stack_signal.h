@@ -25,13 +25,10 @@ using StackLine = FixedText<1279>;
 /// only.
 void prepareCallStack();
 
-/// The name of this program's file; empty before `prepareCallStack` and without /proc. Signal-safe.
-[[nodiscard]] std::string_view programFileName() noexcept;
-
 /// Fills in the calling thread's stack, innermost call first, and returns how many entries it has, at most
 /// `entries.size()`. `context` is what the signal handler was given. After a jump to where no code is, the
-/// stack goes on with the caller that the jump left behind. A fault on the way, as from a damaged stack, ends
-/// the walk: its signal handler must call `abandonWalk`. Signal-safe.
+/// stack goes on with the caller that the jump left behind (on x86-64). A fault on the way, as from a damaged
+/// stack, ends the walk: its signal handler must call `abandonWalk`. Signal-safe.
 [[nodiscard]] std::size_t walkCallStack(std::span<StackEntry> entries, void* context) noexcept;
 
 /// Ends the walk that this thread is in; does not return then. Returns when it is in none. For a handler of a

@@ -17,9 +17,6 @@ using Header = ElfW(Ehdr);
 using Section = ElfW(Shdr);
 using Entry = ElfW(Sym);
 
-/// Static, since an alternate stack is small. One thread at a time reads symbols.
-constinit std::array<Entry, 512> entries{};
-
 std::size_t readAt(int file, std::uint64_t offset, std::span<char> out) {
   const ssize_t count = ::pread(file, out.data(), out.size(), static_cast<off_t>(offset));
   return count > 0 ? static_cast<std::size_t>(count) : 0;
@@ -55,6 +52,7 @@ bool isFunctionAt(const Entry& entry, std::uintptr_t value) {
 }
 
 std::optional<Entry> functionAt(int file, const Section& table, std::uintptr_t value) {
+  std::array<Entry, 512> entries{};
   for (std::uint64_t done = 0; done < table.sh_size;) {
     const std::uint64_t wanted = std::min<std::uint64_t>(sizeof entries, table.sh_size - done);
     const std::size_t got =

@@ -24,8 +24,7 @@ struct LoadedImage {
 
 /// Looks an address up in the symbol table of an image's file, or in the table of its dynamic symbols when
 /// that is all it has. No name when the file is not the one that was loaded, or is damaged. The file is read,
-/// never mapped: it may be cut off meanwhile. The descriptor is borrowed. Signal-safe, for one thread at a
-/// time.
+/// never mapped: it may be cut off meanwhile. The descriptor is borrowed. Signal-safe.
 [[nodiscard]] Symbol symbolInFile(int file, const LoadedImage& image, std::uintptr_t address) noexcept;
 
 }  // namespace quelto::platform

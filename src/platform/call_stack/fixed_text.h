@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <concepts>
 #include <cstddef>
 #include <string_view>

@@ -19,10 +19,14 @@ constexpr bool isWordCharacter(char character) {
          (character >= '0' && character <= '9') || character == '_';
 }
 
+bool isOperator(std::string_view text, std::size_t at) {
+  return text.substr(at).starts_with(operatorKeyword) && (at == 0 || !isWordCharacter(text[at - 1]));
+}
+
 /// The length of an operator's name at this place, as of "operator<<" or "operator()"; 0 when there is none.
 /// Its signs are no brackets.
 std::size_t operatorLength(std::string_view text, std::size_t at) {
-  if (!text.substr(at).starts_with(operatorKeyword) || (at > 0 && isWordCharacter(text[at - 1]))) return 0;
+  if (!isOperator(text, at)) return 0;
   const std::size_t signs = at + operatorKeyword.size();
   for (const std::string_view bracketed : {"()", "[]"}) {
     if (text.substr(signs).starts_with(bracketed)) return operatorKeyword.size() + bracketed.size();
@@ -71,7 +75,7 @@ bool separatesWords(std::string_view text, std::size_t blank) {
 
 /// Whether a conversion begins here, whose name is a type.
 bool isConversion(std::string_view text, std::size_t at) {
-  return text.substr(at).starts_with("operator ") && (at == 0 || !isWordCharacter(text[at - 1]));
+  return isOperator(text, at) && text.substr(at + operatorKeyword.size()).starts_with(' ');
 }
 
 void appendShown(SymbolName& out, std::string_view name) {

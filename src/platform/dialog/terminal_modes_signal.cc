@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "platform/signals/disposition_signal.h"
+
 namespace quelto::platform {
 namespace {
 
@@ -32,10 +34,8 @@ constinit struct sigaction actionsFound[NSIG] {};
 
 /// Blocks SIGTTOU, which would stop a process in the background here. Signal-safe.
 void setModes(int terminal, int when, const termios& modes) noexcept {
-  sigset_t stop;
+  const sigset_t stop = setOf(std::array{SIGTTOU});
   sigset_t before;
-  sigemptyset(&stop);
-  sigaddset(&stop, SIGTTOU);
   ::pthread_sigmask(SIG_BLOCK, &stop, &before);
   ::tcsetattr(terminal, when, &modes);
   ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -45,9 +45,7 @@ void setModes(int terminal, int when, const termios& modes) noexcept {
 void restoreAndRaise(int signal) noexcept {
   const int saved = errno;
   restoreTerminalModes();
-  struct sigaction byDefault {};
-  byDefault.sa_handler = SIG_DFL;
-  ::sigaction(signal, &byDefault, nullptr);
+  resetSignals(std::array{signal});
   (void)::raise(signal);
   errno = saved;
 }

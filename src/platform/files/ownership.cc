@@ -25,6 +25,8 @@ bool isPrivateFile(const struct stat& status) {
 
 bool isOwnFile(const struct stat& status) { return S_ISREG(status.st_mode) && isOurs(status); }
 
+bool isOwnSocket(const struct stat& status) { return S_ISSOCK(status.st_mode) && isOurs(status); }
+
 bool isOwnLink(const struct stat& status) {
   // SECURITY: whoever else could make a link that we follow would choose which of our files we overwrite.
   return S_ISLNK(status.st_mode) && isOurs(status);

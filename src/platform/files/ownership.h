@@ -14,6 +14,9 @@ namespace quelto::platform {
 /// A regular file of ours, whatever its mode.
 [[nodiscard]] bool isOwnFile(const struct stat& status);
 
+/// A local socket of ours.
+[[nodiscard]] bool isOwnSocket(const struct stat& status);
+
 /// A symbolic link of ours.
 [[nodiscard]] bool isOwnLink(const struct stat& status);
 

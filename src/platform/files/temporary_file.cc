@@ -5,13 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <memory>
 #include <utility>
 
 #include "platform/files/descriptor_io.h"
 #include "platform/files/ownership.h"
+#include "platform/files/random_digits.h"
 
 namespace quelto::platform {
 namespace {
@@ -19,26 +19,17 @@ namespace {
 constexpr mode_t fileMode = S_IRUSR | S_IWUSR;
 constexpr time_t secondsUntilAbandoned = 3600;
 
-constexpr std::string_view hexadecimalDigits = "0123456789abcdef";
-constexpr std::size_t randomBytes = 8;
-
 std::string temporaryPrefix(const std::string& name) { return name + ".new-"; }
 
 /// Empty without randomness.
 std::string temporaryNameFor(const std::string& name) {
-  std::array<unsigned char, randomBytes> random{};
-  if (::getentropy(random.data(), random.size()) != 0) return "";
-  std::string result = temporaryPrefix(name);
-  for (const unsigned char byte : random) {
-    result += hexadecimalDigits[byte >> 4U];
-    result += hexadecimalDigits[byte & 15U];
-  }
-  return result;
+  const std::string digits = randomDigits();
+  return digits.empty() ? "" : temporaryPrefix(name) + digits;
 }
 
 bool isTemporaryNameFor(const std::string& name, std::string_view candidate) {
   const std::string prefix = temporaryPrefix(name);
-  return candidate.size() == prefix.size() + 2 * randomBytes && candidate.starts_with(prefix) &&
+  return candidate.size() == prefix.size() + randomDigitsLength && candidate.starts_with(prefix) &&
          candidate.find_first_not_of(hexadecimalDigits, prefix.size()) == std::string_view::npos;
 }
 

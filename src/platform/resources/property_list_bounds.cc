@@ -140,27 +140,18 @@ bool isSmallXml(std::string_view text) {
   return true;
 }
 
-}  // namespace
-
-PropertyListForm formOfPropertyList(std::string_view bytes) {
-  if (bytes.starts_with(binaryMagic)) return PropertyListForm::binary;
+bool beginsLikeXml(std::string_view bytes) {
   bytes.remove_prefix(std::min(bytes.find_first_not_of(" \t\r\n"), bytes.size()));
   constexpr std::string_view beginnings[] = {"<?xml", "<plist", "<!DOCTYPE"};
-  const bool isXml = std::ranges::any_of(beginnings, [&](auto begin) { return bytes.starts_with(begin); });
-  return isXml ? PropertyListForm::xml : PropertyListForm::none;
+  return std::ranges::any_of(beginnings, [&](auto begin) { return bytes.starts_with(begin); });
 }
+
+}  // namespace
 
 bool isSmallPropertyList(std::string_view bytes) {
   if (bytes.size() > maximumPropertyListSize) return false;
-  switch (formOfPropertyList(bytes)) {
-    case PropertyListForm::binary:
-      return BinaryObjects(bytes).areFew();
-    case PropertyListForm::xml:
-      return isSmallXml(bytes);
-    case PropertyListForm::none:
-      break;
-  }
-  return false;
+  if (bytes.starts_with(binaryMagic)) return BinaryObjects(bytes).areFew();
+  return beginsLikeXml(bytes) && isSmallXml(bytes);
 }
 
 }  // namespace quelto::platform

@@ -8,11 +8,6 @@
 /// value of its own for every reference: so the references are followed and counted first.
 namespace quelto::platform {
 
-enum class PropertyListForm { binary, xml, none };
-
-/// As the first bytes tell.
-[[nodiscard]] PropertyListForm formOfPropertyList(std::string_view bytes);
-
 inline constexpr std::size_t maximumPropertyListSize = std::size_t{64} << 10U;
 inline constexpr std::size_t maximumPropertyListDepth = 32;
 inline constexpr std::size_t maximumPropertyListNodes = 10'000;

@@ -4,14 +4,13 @@
 #include <unistd.h>
 
 #include "platform/files/folder_lock.h"
+#include "platform/files/ownership.h"
 #include "platform/files/path_status.h"
 #include "platform/files/private_folder.h"
 #include "platform/threads/deadline.h"
 
 namespace quelto::platform {
 namespace {
-
-bool isOurs(const struct stat& status) { return status.st_uid == ::geteuid(); }
 
 /// Of a symbolic link its own, which may lead anywhere.
 std::optional<struct stat> statusOf(const std::string& path) {
@@ -37,9 +36,9 @@ std::optional<SocketFile::Identity> SocketFile::identity() const {
 std::optional<SocketFile::Claim> SocketFile::obstacle() const {
   const auto there = statusOf(path_);
   if (!there) return std::nullopt;
-  if (!isOurs(*there) || (!S_ISSOCK(there->st_mode) && !S_ISREG(there->st_mode))) return Claim::refused;
+  if (!isOwnSocket(*there) && !isOwnFile(*there)) return Claim::refused;
   // Connecting to a file that may not be written is refused, not told from a socket.
-  const auto isTaken = S_ISREG(there->st_mode) ? false : isListening(path_);
+  const auto isTaken = isOwnFile(*there) ? false : isListening(path_);
   if (!isTaken) return Claim::refused;
   if (*isTaken) return Claim::taken;
   return ::unlink(path_.c_str()) == 0 ? std::nullopt : std::optional(Claim::refused);
@@ -69,7 +68,7 @@ bool SocketFile::isOurSocket() const {
   if (!isInPrivateFolder()) return false;
   const auto there = statusOf(path_);
   // SECURITY: another user's socket would be given our reports.
-  return there && S_ISSOCK(there->st_mode) && isOurs(*there);
+  return there && isOwnSocket(*there);
 }
 
 }  // namespace quelto::platform

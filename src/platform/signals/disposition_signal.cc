@@ -17,6 +17,13 @@ void setAction(std::span<const int> signals, void (*handler)(int)) {
 
 }  // namespace
 
+sigset_t setOf(std::span<const int> signals) noexcept {
+  sigset_t set;
+  sigemptyset(&set);
+  for (const int signal : signals) sigaddset(&set, signal);
+  return set;
+}
+
 void routeFaults(std::span<const int> signals, FaultHandler handler) noexcept {
   struct sigaction action {};
   action.sa_sigaction = handler;
@@ -37,9 +44,7 @@ void blockSignals() noexcept {
 }
 
 void unblockSignals(std::span<const int> signals) noexcept {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int signal : signals) sigaddset(&set, signal);
+  const sigset_t set = setOf(signals);
   ::pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
 }
 

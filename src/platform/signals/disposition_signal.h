@@ -5,7 +5,7 @@
 #include <array>
 #include <span>
 
-/// What signals do to this process. errno is kept. All functions are signal-safe.
+/// What signals do to this process. All functions are signal-safe.
 namespace quelto::platform {
 
 /// Come to the thread that has made the fault, on which they must not be blocked.
@@ -19,9 +19,12 @@ using FaultHandler = void (*)(int, siginfo_t*, void*);
 /// on the calling thread, whatever the process was started with.
 void routeFaults(std::span<const int> signals, FaultHandler handler) noexcept;
 
-/// Gives the signals their default action, in the order given.
+[[nodiscard]] sigset_t setOf(std::span<const int> signals) noexcept;
+
+/// Gives the signals their default action, in the order given; keeps errno.
 void resetSignals(std::span<const int> signals) noexcept;
 
+/// Keeps errno.
 void ignoreSignals(std::span<const int> signals) noexcept;
 
 /// Keeps all signals that others send from the calling thread.

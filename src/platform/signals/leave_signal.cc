@@ -21,6 +21,11 @@ constinit std::atomic<int> leavingThread{0};
   ::_exit(status);
 }
 
-void leaveFromThisThreadOnly() noexcept { leavingThread = threadNumber(); }
+bool leaveFromThisThreadOnly() noexcept {
+  int none = 0;
+  return leavingThread.compare_exchange_strong(none, threadNumber());
+}
+
+bool isLeavingThread() noexcept { return leavingThread == threadNumber(); }
 
 }  // namespace quelto::platform

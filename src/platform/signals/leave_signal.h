@@ -7,7 +7,11 @@ namespace quelto::platform {
 /// process. Signal-safe.
 [[noreturn]] void leave(int status) noexcept;
 
-/// Keeps the other threads from leaving before this one does. One thread at most calls it. Signal-safe.
-void leaveFromThisThreadOnly() noexcept;
+/// Keeps the other threads from leaving before this one does. False when one is kept from it already, by this
+/// thread or another. Signal-safe.
+[[nodiscard]] bool leaveFromThisThreadOnly() noexcept;
+
+/// Whether this thread has called that first. Signal-safe.
+[[nodiscard]] bool isLeavingThread() noexcept;
 
 }  // namespace quelto::platform

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <ctime>
 
+#include "platform/signals/disposition_signal.h"
+
 namespace quelto::platform {
 namespace {
 
@@ -33,21 +35,12 @@ sigset_t ignoredNow() {
   return ignored;
 }
 
-sigset_t setOf(std::span<const int> signals) {
-  sigset_t set;
-  sigemptyset(&set);
-  for (const int signal : signals) sigaddset(&set, signal);
-  return set;
-}
-
 }  // namespace
 
 void rememberSignalsAtStart() {
   ::pthread_sigmask(SIG_SETMASK, nullptr, &atStart.blocked);
   atStart.ignored = ignoredNow();
-  struct sigaction byDefault {};
-  byDefault.sa_handler = SIG_DFL;
-  ::sigaction(SIGCHLD, &byDefault, nullptr);
+  resetSignals(std::array{SIGCHLD});
 }
 
 void routeSignals(std::span<const int> signals, void (*handler)(int)) {
